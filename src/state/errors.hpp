@@ -17,6 +17,13 @@ struct source_location {
   std::string line_text;
 };
 
+// A fault that concerns a whole file rather than a place in it.
+inline source_location in_file(std::string file) {
+  source_location at;
+  at.file = std::move(file);
+  return at;
+}
+
 class tb_error : public std::runtime_error {
  public:
   tb_error(std::string what, source_location where = {})

@@ -19,6 +19,15 @@ temp_dir::~temp_dir() {
   std::filesystem::remove_all(path_, ignored);
 }
 
+scoped_cwd::scoped_cwd(const std::filesystem::path& dir) : previous_(std::filesystem::current_path()) {
+  std::filesystem::current_path(dir);
+}
+
+scoped_cwd::~scoped_cwd() {
+  std::error_code ignored;
+  std::filesystem::current_path(previous_, ignored);
+}
+
 void write_text(const std::filesystem::path& file, const std::string& text) {
   std::ofstream out(file, std::ios::binary | std::ios::trunc);
   out << text;

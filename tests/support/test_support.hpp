@@ -20,6 +20,18 @@ class temp_dir {
   std::filesystem::path path_;
 };
 
+// Makes a directory the working directory for the object's lifetime.
+class scoped_cwd {
+ public:
+  explicit scoped_cwd(const std::filesystem::path& dir);
+  ~scoped_cwd();
+  scoped_cwd(const scoped_cwd&) = delete;
+  scoped_cwd& operator=(const scoped_cwd&) = delete;
+
+ private:
+  std::filesystem::path previous_;
+};
+
 void write_text(const std::filesystem::path& file, const std::string& text);
 std::string read_text(const std::filesystem::path& file);
 

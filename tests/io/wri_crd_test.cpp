@@ -1,0 +1,108 @@
+#include "io/wri_crd.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <sstream>
+
+#include "io/console.hpp"
+#include "io/read_coord.hpp"
+#include "state/errors.hpp"
+#include "support/test_support.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::read_text;
+using testing::temp_dir;
+
+common_var water() {
+  common_var c;
+  allocate_arrays(c, 3);
+  c.at_count = 3;
+  c.at_type = {4, 1, 1};
+  c.x = {0.0, 0.0, 0.0};
+  c.y = {0.0, 0.757, -0.757};
+  c.z = {0.117, -0.467, -0.467};
+  c.sssss = "water" + std::string(45, ' ');
+  return c;
+}
+
+const std::string water_atoms =
+    "           3\n water                                             \n"
+    " O          0.00000000          0.00000000          0.11700000\n"
+    " H          0.00000000          0.75700000         -0.46700000\n"
+    " H          0.00000000         -0.75700000         -0.46700000\n"
+    " \n Optimized molecular geometry is listed above\n";
+
+TEST(WriCrd, WaterReportByteForByte) {
+  temp_dir dir;
+  wri_crd(water(), -20.0, (dir / "output.xyz").string());
+  EXPECT_EQ(read_text(dir / "output.xyz"), water_atoms + "Calculated binding energy is 6.610 eV per atom\n");
+  // The model's energy of this geometry.
+  EXPECT_EQ(report_text(water(), -8.6857502).substr(water_atoms.size()),
+            "Calculated binding energy is 2.839 eV per atom\n");
+}
+
+TEST(WriCrd, BindingEnergyPerAtom) {
+  EXPECT_NEAR(binding_energy_per_atom(-4.8422137523, 2), 2.36439687615, 1e-11);
+  EXPECT_NEAR(binding_energy_per_atom(-20.0, 3), 6.609956666666667, 1e-14);
+  common_var c = water();
+  EXPECT_TRUE(report_text(c, -400.0).ends_with("Calculated binding energy is****** eV per atom\n"));
+  EXPECT_TRUE(report_text(c, 30.0).ends_with("Calculated binding energy is****** eV per atom\n"));
+  EXPECT_TRUE(report_text(c, 20.0).ends_with("Calculated binding energy is-6.723 eV per atom\n"));
+}
+
+TEST(WriCrd, CutsALongerOldFileAndRewritesTheSame) {
+  temp_dir dir;
+  const auto path = dir / "output.xyz";
+  testing::write_text(path, std::string(5000, 'x') + "\n");
+  wri_crd(water(), -20.0, path.string());
+  const std::string first = read_text(path);
+  EXPECT_EQ(first.size(), water_atoms.size() + 47);
+  wri_crd(water(), -20.0, path.string());
+  EXPECT_EQ(read_text(path), first);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);  // no leftovers
+}
+
+TEST(WriCrd, UnwritableTargetIsAnIoError) {
+  temp_dir dir;
+  std::filesystem::create_directory(dir / "output.xyz");
+  try {
+    wri_crd(water(), -20.0, (dir / "output.xyz").string());
+    FAIL();
+  } catch (const io_error& e) {
+    EXPECT_EQ(e.where().file, (dir / "output.xyz").string());
+    EXPECT_EQ(std::string(e.what()), "cannot write: Is a directory");
+  }
+}
+
+TEST(WriCrd, AtomLinesReadBackAsTheSameAtoms) {
+  temp_dir dir;
+  testing::scoped_cwd cwd(dir.path());
+  common_var c = water();
+  c.x[1] = 123.456789123;
+  c.z[2] = -1e-9;
+  const std::string report = report_text(c, -8.0);
+  // The first N + 2 lines alone are a structure file.
+  std::size_t end = 0;
+  for (int k = 0; k < 5; ++k) end = report.find('\n', end) + 1;
+  testing::write_text(dir / "input.xyz", report.substr(0, end));
+  std::ostringstream screen;
+  std::istringstream keys;
+  console con(screen, keys);
+  common_var back;
+  read_coord(back, con);
+  EXPECT_EQ(back.at_type, c.at_type);
+  EXPECT_EQ(back.sssss, c.sssss);
+  EXPECT_EQ(back.x[1], 123.45678912);
+  EXPECT_EQ(back.z[2], 0.0);
+  EXPECT_TRUE(std::signbit(back.z[2]));
+  // The whole file does not: the O of "Optimized" reads as oxygen, then a word is no number.
+  testing::write_text(dir / "input.xyz", report);
+  common_var whole;
+  EXPECT_THROW(read_coord(whole, con), io_error);
+}
+
+}  // namespace
+}  // namespace tbrelax
