@@ -1,1 +1,38 @@
-int main() { return 0; }
+// tbrelax: relaxes the molecule in input.xyz and reports it in output.xyz. No arguments.
+// Exit status: 0 completed, 1 input rejected, 2 file or keyboard failure, 3 non-finite energy,
+// 4 out of memory, 70 internal error.
+
+#include <iostream>
+#include <new>
+
+#include "driver/tbrelax_run.hpp"
+#include "io/diagnostic.hpp"
+#include "state/errors.hpp"
+
+int main() {
+  tbrelax::common_var c;
+  tbrelax::param par;
+  tbrelax::drive drv;
+  tbrelax::console con(std::cout, std::cin);
+  try {
+    auto solver = tbrelax::make_default_solver();
+    tbrelax::run_tbrelax(c, par, drv, con, *solver);
+    return 0;
+  } catch (const tbrelax::input_rejected& e) {
+    return e.status();  // the program's own message is on the screen
+  } catch (const tbrelax::numerical_error& e) {
+    return e.status();  // likewise
+  } catch (const tbrelax::tb_error& e) {
+    std::cout.flush();
+    std::cerr << tbrelax::format_diagnostic("tbrelax", e);
+    return e.status();
+  } catch (const std::bad_alloc&) {
+    std::cout.flush();
+    std::cerr << "tbrelax: error: out of memory\n";
+    return 4;
+  } catch (const std::exception& e) {
+    std::cout.flush();
+    std::cerr << "tbrelax: internal error: " << e.what() << '\n';
+    return 70;
+  }
+}

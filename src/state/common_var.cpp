@@ -36,4 +36,25 @@ void derive_composition(common_var& c) {
   c.el_count = c.h_count + 4 * c.c_count + 5 * c.n_count + 6 * c.o_count;
 }
 
+void load_molecule(common_var& c, const std::vector<std::int32_t>& types,
+                   const std::vector<std::array<double, 3>>& positions, const std::string& title) {
+  if (types.size() != positions.size()) throw std::invalid_argument("one position per atom is needed");
+  const auto n = static_cast<std::int32_t>(types.size());
+  allocate_arrays(c, n);
+  c.at_count = n;
+  c.h_count = c.c_count = c.n_count = c.o_count = 0;
+  for (std::int32_t a = 0; a < n; ++a) {
+    const std::int32_t t = types[a];
+    if (t < hydrogen || t > oxygen) throw std::invalid_argument("element index out of range");
+    c.at_type[a] = t;
+    (t == hydrogen ? c.h_count : t == carbon ? c.c_count : t == nitrogen ? c.n_count : c.o_count) += 1;
+    c.x[a] = positions[a][0];
+    c.y[a] = positions[a][1];
+    c.z[a] = positions[a][2];
+  }
+  c.sssss = title.substr(0, title_length);
+  c.sssss.resize(title_length, ' ');
+  derive_composition(c);
+}
+
 }  // namespace tbrelax

@@ -57,4 +57,10 @@ void release_arrays(common_var& c);
 // Derives amass, wfunc_count and el_count from at_type and the element counts.
 void derive_composition(common_var& c);
 
+// Fills a fresh state with a molecule given in code rather than read from a file: elements
+// (1..4), positions in angstrom, an optional title. Counts, arrays and composition as the
+// structure reader leaves them.
+void load_molecule(common_var& c, const std::vector<std::int32_t>& types,
+                   const std::vector<std::array<double, 3>>& positions, const std::string& title = "");
+
 }  // namespace tbrelax

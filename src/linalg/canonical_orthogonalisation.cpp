@@ -1,0 +1,74 @@
+#include "linalg/canonical_orthogonalisation.hpp"
+
+#include <chrono>
+#include <cmath>
+
+#include "linalg/eigensolver.hpp"
+#include "linalg/products.hpp"
+
+namespace tbrelax {
+namespace {
+
+using clock_type = std::chrono::steady_clock;
+
+double seconds_since(clock_type::time_point start) {
+  return std::chrono::duration<double>(clock_type::now() - start).count();
+}
+
+// Eigenvalues into eps, eigenvectors into A, in place. The convergence flag is not examined:
+// a matrix on which QL fails after 50 iterations leaves its partial result, as the model does.
+void eigen_in_place(matrix& A, std::vector<double>& eps, std::vector<double>& scratch) {
+  const int n = A.rows();
+  int ierr = 0;
+  tred2(n, n, eps.data(), scratch.data(), A.data());
+  tql2(n, n, eps.data(), scratch.data(), A.data(), ierr);
+}
+
+}  // namespace
+
+void enonort(std::vector<double>& eps, const matrix& H, const matrix& S, matrix& C,
+             std::vector<negative_overlap>& negatives, solver_timings* timings) {
+  const int n = S.rows();
+  eps.assign(n, 0.0);
+  negatives.clear();
+  C = matrix(n, n);
+  if (n == 0) return;
+  std::vector<double> scratch(n);
+  solver_timings local;
+
+  auto start = clock_type::now();
+  matrix X = S;
+  eigen_in_place(X, eps, scratch);
+  local.eigen += seconds_since(start);
+
+  for (int k = 0; k < n; ++k) {
+    if (eps[k] < 0) {
+      negatives.push_back({k + 1, eps[k]});
+      eps[k] = -eps[k];
+    }
+    const double root = std::sqrt(eps[k]);
+    double* column = X.col(k);
+    for (int j = 0; j < n; ++j) column[j] = column[j] / root;
+  }
+
+  start = clock_type::now();
+  matrix T, orthogonal_h;
+  multiply(H, X, T);
+  multiply_transposed_symmetric(X, T, orthogonal_h);
+  local.products += seconds_since(start);
+
+  start = clock_type::now();
+  eigen_in_place(orthogonal_h, eps, scratch);
+  local.eigen += seconds_since(start);
+
+  start = clock_type::now();
+  multiply(X, orthogonal_h, C);
+  local.products += seconds_since(start);
+
+  if (timings) {
+    timings->eigen += local.eigen;
+    timings->products += local.products;
+  }
+}
+
+}  // namespace tbrelax

@@ -1,0 +1,112 @@
+#include "tb/force.hpp"
+
+#include <chrono>
+#include <cmath>
+
+#include "tb/assembly.hpp"
+#include "tb/electronic_forces.hpp"
+#include "tb/occupy.hpp"
+#include "tb/repulsion.hpp"
+
+namespace tbrelax {
+namespace {
+
+using clock_type = std::chrono::steady_clock;
+
+double seconds_since(clock_type::time_point start) {
+  return std::chrono::duration<double>(clock_type::now() - start).count();
+}
+
+// Minus the gradient of the pair energies with respect to each atom, at the coordinates each
+// atom sees once its own passes are done.
+void repulsive_forces(common_var& c, const param& par, const displacement_view& view) {
+#pragma omp parallel for schedule(dynamic, 16) if (c.at_count > 64)
+  for (int i = 0; i < c.at_count; ++i) {
+    const std::array<double, 3> ri = view.position(i, i, 3);
+    double s[3] = {0.0, 0.0, 0.0};
+    for (int j = 0; j < c.at_count; ++j) {
+      if (j == i) continue;
+      const std::array<double, 3> rj = view.position(j, i, 3);
+      const double dx = rj[0] - ri[0], dy = rj[1] - ri[1], dz = rj[2] - ri[2];
+      const double R = std::sqrt(dx * dx + dy * dy + dz * dz);
+      const double slope = repulsive_pair_slope(c.at_type[j], c.at_type[i], R, par);
+      for (int k = 0; k < 3; ++k) s[k] = s[k] - (ri[k] - rj[k]) * slope / R;
+    }
+    c.frepx[i] = 0.0 + s[0];
+    c.frepy[i] = 0.0 + s[1];
+    c.frepz[i] = 0.0 + s[2];
+  }
+}
+
+// A constant force F along the axis of atoms a and b (counted from 1): positive pushes them
+// apart. A pair naming an atom the molecule does not have, or two atoms closer than 1e-10
+// angstrom, does nothing.
+void pulling_pair(common_var& c, int a, int b, double F) {
+  if (a < 1 || b < 1 || a > c.at_count || b > c.at_count) return;
+  --a;
+  --b;
+  const double D[3] = {c.x[b] - c.x[a], c.y[b] - c.y[a], c.z[b] - c.z[a]};
+  const double L = std::sqrt(D[0] * D[0] + D[1] * D[1] + D[2] * D[2]);
+  if (!(L > 1e-10)) return;
+  std::vector<double>* f[3] = {&c.fx, &c.fy, &c.fz};
+  for (int k = 0; k < 3; ++k) {
+    const double push = F * D[k] / L;
+    (*f[k])[b] += push;
+    (*f[k])[a] -= push;
+  }
+}
+
+}  // namespace
+
+double force(common_var& c, const energy_model& model, evaluation_details* details) {
+  const param& par = model.par;
+  const int n = c.wfunc_count;
+
+  auto start = clock_type::now();
+  matrix S(n), H(n);
+  assemble_overlap(all_atoms, c, par, S);
+  assemble_hamiltonian(all_atoms, c, par, S, H);
+  const double assembly_seconds = seconds_since(start);
+
+  electronic_result electrons;
+  model.solver.solve(H, S, c.el_count, electrons);
+  for (const negative_overlap& s : electrons.negative_overlaps) {
+    model.con.print(" Error S<0.", s.index, s.value);
+    model.con.pause();
+  }
+  const double repulsive_energy = ener_rep(c, par, model.con);
+  const double E = occupy(repulsive_energy, electrons.eps, c, par);
+
+  start = clock_type::now();
+  const displacement_view view(c, force_displacement);
+  electronic_forces(c, par, view, S, H, electrons.P, electrons.W);
+  const double displacement_seconds = seconds_since(start);
+  start = clock_type::now();
+  repulsive_forces(c, par, view);
+  const double repulsion_seconds = seconds_since(start);
+  c.x = view.restored()[0];
+  c.y = view.restored()[1];
+  c.z = view.restored()[2];
+
+  for (int a = 0; a < c.at_count; ++a) {
+    c.fx[a] = c.felx[a] + c.frepx[a];
+    c.fy[a] = c.fely[a] + c.frepy[a];
+    c.fz[a] = c.felz[a] + c.frepz[a];
+  }
+  pulling_pair(c, c.na1, c.na2, c.ff12);
+  pulling_pair(c, c.na3, c.na4, c.ff34);
+  pulling_pair(c, c.na5, c.na6, c.ff56);
+  pulling_pair(c, c.na7, c.na8, c.ff78);
+
+  if (details) {
+    details->eps = std::move(electrons.eps);
+    details->repulsive_energy = repulsive_energy;
+    details->assembly_seconds = assembly_seconds;
+    details->displacement_seconds = displacement_seconds;
+    details->repulsion_seconds = repulsion_seconds;
+    details->solver = electrons.timings;
+  }
+  return E;
+}
+
+}  // namespace tbrelax

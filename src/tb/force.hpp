@@ -1,0 +1,41 @@
+#pragma once
+// One evaluation of the energy model: the binding energy and the force on every atom.
+
+#include <vector>
+
+#include "io/console.hpp"
+#include "linalg/electronic_solver.hpp"
+#include "state/common_var.hpp"
+#include "state/param.hpp"
+
+namespace tbrelax {
+
+// What an evaluation needs besides the molecule: the model constants, the electronic solver
+// and the console on which the electronic step reports a non-positive overlap matrix.
+struct energy_model {
+  const param& par;
+  electronic_solver& solver;
+  console& con;
+};
+
+// More of one evaluation than the energy and the forces, for tools and benchmarks.
+struct evaluation_details {
+  std::vector<double> eps;      // orbital energies, ascending (eV)
+  double repulsive_energy = 0;  // eV
+  double assembly_seconds = 0;
+  double displacement_seconds = 0;  // finite-difference electronic forces
+  double repulsion_seconds = 0;
+  solver_timings solver;
+};
+
+// Forward-difference displacement of the electronic forces (angstrom).
+inline constexpr double force_displacement = 1e-7;
+
+// At the current coordinates: returns the binding energy (eV) and fills felx..felz (electronic),
+// frepx..frepz (repulsive) and fx..fz (their sum plus the pulling pairs), in eV/angstrom.
+// The electronic forces are -dE_band/dq = sum W dS/dq - sum P dH/dq with dS/dq and dH/dq from a
+// forward difference of each coordinate; a coordinate q is displaced to v = q + d and put back
+// as v - d, so it may differ from its old value in the last bit.
+double force(common_var& c, const energy_model& model, evaluation_details* details = nullptr);
+
+}  // namespace tbrelax

@@ -1,0 +1,120 @@
+#include "driver/relaxation.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "state/errors.hpp"
+#include "support/molecules.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::molecule;
+using testing::test_model;
+
+// Our own solver, counting its calls, remembering each Hamiltonian and the coordinates of the
+// evaluation, and spoiling one call's orbital energies on request.
+class watching_solver final : public electronic_solver {
+ public:
+  explicit watching_solver(const common_var* c = nullptr, int spoiled_call = 0) : c_(c), spoiled_(spoiled_call) {}
+  std::string name() const override { return "watching"; }
+  void solve(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
+    inner_->solve(H, S, electrons, out);
+    hamiltonians.push_back(H);
+    if (c_) xs.push_back(c_->x);
+    if (++calls == spoiled_) out.eps[0] = std::numeric_limits<double>::quiet_NaN();
+  }
+  int calls = 0;
+  std::vector<matrix> hamiltonians;
+  std::vector<std::vector<double>> xs;
+
+ private:
+  std::unique_ptr<electronic_solver> inner_ = make_own_solver();
+  const common_var* c_;
+  int spoiled_;
+};
+
+class recording_observer final : public relaxation_observer {
+ public:
+  void block_started(int block, const common_var&, double E) override { starts.push_back({block, E}); }
+  void block_finished(int, const common_var& c, double, double E) override {
+    ends.push_back(E);
+    double largest = 0;
+    for (int a = 0; a < c.at_count; ++a) largest = std::max(largest, std::hypot(c.fx[a], c.fy[a], c.fz[a]));
+    largest_force = largest;
+  }
+  std::vector<std::pair<int, double>> starts;
+  std::vector<double> ends;
+  double largest_force = 0;
+};
+
+TEST(Relaxation, StopTestPerAtomAndOnARise) {
+  EXPECT_TRUE(block_converged(-20.0, -20.000002, 3));    // 6.7e-7 eV per atom
+  EXPECT_FALSE(block_converged(-20.0, -20.000004, 3));   // 1.33e-6
+  EXPECT_FALSE(block_converged(0.0, -3e-6, 3));          // exactly at the threshold: not below it
+  EXPECT_TRUE(block_converged(-20.0, -19.9, 3));         // the energy rose
+  EXPECT_FALSE(block_converged(0.0, std::nan(""), 3));   // a NaN never converges: the loop checks it itself
+}
+
+TEST(Relaxation, CountsEvaluationsAndRepeatsTheFirstOne) {
+  test_model m;
+  common_var c = molecule(testing::water_atoms());
+  watching_solver solver;
+  const energy_model model{m.par, solver, m.con};
+  recording_observer observer;
+  const relaxation_result r = relax(c, m.drv, model, observer);
+  EXPECT_EQ(r.evaluations, 20 * r.blocks + 1);
+  EXPECT_EQ(solver.calls, r.evaluations);
+  EXPECT_TRUE(solver.hamiltonians[0] == solver.hamiltonians[1]);  // same geometry twice
+  EXPECT_FALSE(solver.hamiltonians[1] == solver.hamiltonians[2]);
+  ASSERT_EQ(observer.starts.size(), static_cast<std::size_t>(r.blocks));
+  for (int b = 0; b + 1 < r.blocks; ++b) EXPECT_EQ(observer.starts[b + 1].second, observer.ends[b]);
+  EXPECT_EQ(observer.ends.back(), r.E);
+}
+
+TEST(Relaxation, EachMoveIsStepTimesTheForceOfTheGeometryBeforeIt) {
+  test_model m;
+  common_var c = molecule({{'H', {0, 0, 0}}, {'H', {0.74, 0, 0}}});
+  common_var probe = c;
+  force(probe, m.model);  // the forces and restored coordinates of the input geometry
+  watching_solver solver(&c);
+  const energy_model model{m.par, solver, m.con};
+  recording_observer observer;
+  relax(c, m.drv, model, observer);
+  // Evaluations 1 and 2 are at the input geometry, the third after the first move.
+  EXPECT_EQ(solver.xs[1], solver.xs[0]);
+  EXPECT_EQ(solver.xs[2][1], probe.x[1] + 0.005 * probe.fx[1]);
+  EXPECT_GT(probe.fx[1], 0.17);  // pushed outward
+}
+
+TEST(Relaxation, NonFiniteEnergyStopsBeforeAnyAtomMoves) {
+  test_model m;
+  common_var c = molecule(testing::water_atoms());
+  watching_solver solver(&c, 5);
+  const energy_model model{m.par, solver, m.con};
+  recording_observer observer;
+  EXPECT_THROW(relax(c, m.drv, model, observer), numerical_error);
+  EXPECT_EQ(solver.calls, 5);
+  for (int a = 0; a < c.at_count; ++a) EXPECT_NEAR(c.x[a], solver.xs[4][a], 1e-15);
+  common_var empty = molecule({});
+  EXPECT_THROW(relax(empty, m.drv, model, observer), std::invalid_argument);
+}
+
+TEST(Relaxation, DistortedMoleculesRelax) {
+  for (const auto& atoms : {testing::methane_atoms(), testing::ammonia_atoms(), testing::water_atoms(),
+                            testing::benzene_atoms()}) {
+    test_model m;
+    common_var c = molecule(atoms);
+    for (int a = 0; a < c.at_count; ++a) c.y[a] += 0.03 * std::sin(3.0 * a + 1);
+    recording_observer observer;
+    const relaxation_result r = relax(c, m.drv, m.model, observer);
+    for (std::size_t b = 1; b < observer.starts.size(); ++b) EXPECT_LT(observer.starts[b].second, observer.starts[b - 1].second);
+    EXPECT_LT(observer.largest_force, 0.05) << atoms.size() << " atoms, " << r.blocks << " blocks";
+    RecordProperty("largest_final_force_" + std::to_string(atoms.size()), std::to_string(observer.largest_force));
+  }
+}
+
+}  // namespace
+}  // namespace tbrelax

@@ -1,0 +1,68 @@
+#include "driver/tbrelax_run.hpp"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <sstream>
+
+#include "state/errors.hpp"
+#include "support/test_support.hpp"
+
+namespace tbrelax {
+namespace {
+
+// Our own solver, until call `spoiled` whose orbital energies come out NaN.
+class failing_solver final : public electronic_solver {
+ public:
+  explicit failing_solver(int spoiled) : spoiled_(spoiled) {}
+  std::string name() const override { return "failing"; }
+  void solve(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
+    inner_->solve(H, S, electrons, out);
+    if (++calls_ == spoiled_) out.eps.assign(out.eps.size(), std::numeric_limits<double>::quiet_NaN());
+  }
+
+ private:
+  std::unique_ptr<electronic_solver> inner_ = make_own_solver();
+  int spoiled_;
+  int calls_ = 0;
+};
+
+TEST(TbrelaxRun, NonFiniteEnergyStopsWithItsLineAndKeepsTheLastFiniteReport) {
+  testing::temp_dir dir;
+  testing::scoped_cwd cwd(dir.path());
+  testing::write_text(dir / "input.xyz", "3\nwater\nO 0.0 0.0 0.117\nH 0.0 0.757 -0.467\nH 0.0 -0.757 -0.467\n");
+  std::ostringstream screen;
+  std::istringstream keys("\n\n");
+  console con(screen, keys);
+  common_var c;
+  param par;
+  drive drv;
+  failing_solver solver(30);  // in the second block
+  EXPECT_THROW(run_tbrelax(c, par, drv, con, solver), numerical_error);
+  EXPECT_TRUE(screen.str().ends_with(" geometry optimization...\n .\n"
+                                     " ERROR: The energy is not a finite number; the relaxation is stopped\n"));
+  std::string rest;
+  std::getline(keys, rest, '\0');
+  EXPECT_EQ(rest, "\n");  // one pause
+  const std::string report = testing::read_text(dir / "output.xyz");
+  EXPECT_EQ(report.find("NaN"), std::string::npos);
+  EXPECT_NE(report.find("eV per atom"), std::string::npos);
+}
+
+TEST(TbrelaxRun, NonFiniteEnergyAtTheInputGeometryWritesNoReport) {
+  testing::temp_dir dir;
+  testing::scoped_cwd cwd(dir.path());
+  testing::write_text(dir / "input.xyz", "1\nh\nH 0 0 0\n");
+  std::ostringstream screen;
+  std::istringstream keys("\n");
+  console con(screen, keys);
+  common_var c;
+  param par;
+  drive drv;
+  failing_solver solver(1);
+  EXPECT_THROW(run_tbrelax(c, par, drv, con, solver), numerical_error);
+  EXPECT_FALSE(std::filesystem::exists(dir / "output.xyz"));
+}
+
+}  // namespace
+}  // namespace tbrelax

@@ -1,0 +1,143 @@
+// tbrelax as a user runs it: in a fresh directory, with its standard input fed.
+#include <gtest/gtest.h>
+
+#include "support/run_program.hpp"
+#include "support/test_support.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::read_text;
+using testing::temp_dir;
+using testing::write_text;
+
+const std::string water_input = "3\nwater\nO 0.0 0.0 0.117\nH 0.0 0.757 -0.467\nH 0.0 -0.757 -0.467\n";
+const std::string water_report = " Coordinates have read successfully\n water" + std::string(45, ' ') +
+                                 "\n  Number of atoms is:            3\n"
+                                 " H:            2        C:            0\n"
+                                 " N:            0        O:            1\n";
+const std::string closing = " Optimization complete. Results are listed in output.xyz file\n"
+                            " The relaxation is finished. Press any key to continue\n";
+
+struct run {
+  temp_dir dir;
+  testing::run_result result;
+  run(const std::string& input, const std::string& keys = "\n\n\n\n") {
+    write_text(dir / "input.xyz", input);
+    result = testing::run_program(testing::built_program("tbrelax"), {}, dir.path(), keys);
+  }
+  std::string output() const { return read_text(dir / "output.xyz"); }
+  bool has_output() const { return std::filesystem::exists(dir / "output.xyz"); }
+};
+
+std::string dots(int blocks) {
+  std::string s;
+  for (int k = 0; k < blocks; ++k) s += " .\n";
+  return s;
+}
+
+TEST(Tbrelax, WaterRelaxesWithTheProgramsLines) {
+  run r(water_input);
+  EXPECT_EQ(r.result.status, 0) << r.result.err;
+  EXPECT_EQ(r.result.err, "");
+  EXPECT_EQ(r.result.out, water_report + " geometry optimization...\n" + dots(6) + closing);
+  const std::string out = r.output();
+  EXPECT_TRUE(out.ends_with(" \n Optimized molecular geometry is listed above\nCalculated binding energy is 2.859 eV per atom\n"));
+}
+
+TEST(Tbrelax, MinimumStructureStopsAfterOneBlockWithTheInputReported) {
+  run r("2\nH2\nH 0.0 0.0 0.0\nH 0.7447 0.0 0.0\n");
+  EXPECT_EQ(r.result.status, 0) << r.result.err;
+  EXPECT_TRUE(r.result.out.ends_with(" geometry optimization...\n .\n" + closing));
+  EXPECT_EQ(r.output(), "           2\n H2" + std::string(48, ' ') + "\n" +
+                            " H          0.00000000          0.00000000          0.00000000\n"
+                            " H          0.74470000          0.00000000          0.00000000\n"
+                            " \n Optimized molecular geometry is listed above\n"
+                            "Calculated binding energy is 2.365 eV per atom\n");
+}
+
+TEST(Tbrelax, SingleAtomStopsAfterOneBlock) {
+  run r("1\natom\nC 1.0 2.0 3.0\n");
+  EXPECT_EQ(r.result.status, 0) << r.result.err;
+  EXPECT_TRUE(r.result.out.ends_with(" geometry optimization...\n .\n" + closing));
+  EXPECT_TRUE(r.output().ends_with("Calculated binding energy is-0.057 eV per atom\n"));
+}
+
+TEST(Tbrelax, RejectedInputsStopWithStatusOneAndLeaveNoReport) {
+  struct rejected {
+    std::string input, last_lines;
+  };
+  for (const rejected& c : std::vector<rejected>{
+           {"0\nnothing\n", " ERROR: No atoms in file input.xyz\n"},
+           {"2\nsame\nH 1.0 1.0 1.0\nO 1.0 1.0 1.0\n",
+            " ERROR: Atoms           1 and           2 in file input.xyz are at the same position\n"},
+           {"3\nw\nH 0 0 0\nH 0 0 1\n",
+            " ERROR: Wrong number of atoms in file input.xyz\n  Number of atoms is:            2\n"},
+           {"2\nw\nH 0 0 0\nH 0 0 1\nX 0 1 0\n", " ERROR: Wrong number of atoms in file input.xyz\n"},
+       }) {
+    run r(c.input, "\n");
+    EXPECT_EQ(r.result.status, 1) << c.input;
+    EXPECT_TRUE(r.result.out.ends_with(c.last_lines)) << r.result.out;
+    EXPECT_EQ(r.result.out.find("geometry optimization"), std::string::npos);
+    EXPECT_FALSE(r.has_output());
+  }
+}
+
+TEST(Tbrelax, MalformedInputIsAFatalErrorOnStandardError) {
+  run r("1\nw\nH   0.0   abc   1.0\n");
+  EXPECT_EQ(r.result.status, 2);
+  EXPECT_EQ(r.result.out, "");
+  EXPECT_EQ(r.result.err,
+            "tbrelax: input.xyz:3:11: error: 'abc' is not a real number\n"
+            "    3 | H   0.0   abc   1.0\n"
+            "      |           ^~~\n");
+  EXPECT_FALSE(r.has_output());
+}
+
+TEST(Tbrelax, MissingInputIsCreatedEmptyAndFailsOnLineOne) {
+  temp_dir dir;
+  auto result = testing::run_program(testing::built_program("tbrelax"), {}, dir.path(), "\n");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "tbrelax: input.xyz:1:1: error: the file ends before the number of atoms\n");
+  EXPECT_TRUE(std::filesystem::exists(dir / "input.xyz"));
+}
+
+TEST(Tbrelax, EndOfInputAtTheFinalPauseLeavesACompleteReport) {
+  run r(water_input, "");
+  EXPECT_EQ(r.result.status, 2);
+  EXPECT_TRUE(r.result.out.ends_with(closing));
+  EXPECT_EQ(r.result.err, "tbrelax: standard input: error: end of input while waiting for Enter\n");
+  EXPECT_TRUE(r.output().ends_with("eV per atom\n"));
+}
+
+TEST(Tbrelax, EndOfInputAtAWarningPauseStopsAtOnce) {
+  run r("1\nw\nX 0 0 0\nH 0 0 0\n", "");
+  EXPECT_EQ(r.result.status, 2);
+  EXPECT_EQ(r.result.out, " WARNING: Inadmissible chemical element: X in input.xyz\n"
+                          "  You Can use only follow elements: H, C, N, O\n");
+  EXPECT_FALSE(r.has_output());
+}
+
+TEST(Tbrelax, LongerOldReportIsCut) {
+  temp_dir dir;
+  write_text(dir / "input.xyz", water_input);
+  write_text(dir / "output.xyz", std::string(10000, '#') + "\n");
+  auto result = testing::run_program(testing::built_program("tbrelax"), {}, dir.path(), "\n");
+  EXPECT_EQ(result.status, 0);
+  const std::string out = read_text(dir / "output.xyz");
+  EXPECT_EQ(out.find('#'), std::string::npos);
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 8);
+}
+
+TEST(Tbrelax, UnwritableReportIsAFatalError) {
+  temp_dir dir;
+  write_text(dir / "input.xyz", water_input);
+  std::filesystem::create_directory(dir / "output.xyz");
+  auto result = testing::run_program(testing::built_program("tbrelax"), {}, dir.path(), "\n");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "tbrelax: output.xyz: error: cannot write: Is a directory\n");
+  EXPECT_TRUE(result.out.ends_with(" geometry optimization...\n"));
+}
+
+}  // namespace
+}  // namespace tbrelax

@@ -1,0 +1,42 @@
+#include "tb/force.hpp"
+
+#include <gtest/gtest.h>
+
+#include "support/molecules.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::molecule;
+using testing::test_model;
+
+TEST(Force, WaterReferenceEnergyAndForces) {
+  test_model m;
+  common_var c = molecule(testing::water_atoms());
+  const double E = force(c, m.model);
+  EXPECT_NEAR(E, -8.6857502, 5e-8);
+  const double expected[3][3] = {{0, 0, 1.23032}, {0, 1.64924, -0.61516}, {0, -1.64924, -0.61516}};
+  for (int a = 0; a < 3; ++a) {
+    EXPECT_NEAR(c.fx[a], expected[a][0], 1e-5) << a;
+    EXPECT_NEAR(c.fy[a], expected[a][1], 1e-5) << a;
+    EXPECT_NEAR(c.fz[a], expected[a][2], 1e-5) << a;
+  }
+}
+
+TEST(Force, HydrogenMoleculeReferenceValues) {
+  test_model m;
+  common_var c = molecule({{'H', {0, 0, 0}}, {'H', {0.74, 0, 0}}});
+  EXPECT_NEAR(force(c, m.model), -4.8422137523, 1e-9);
+  EXPECT_NEAR(c.frepx[1], 5.7128976959, 1e-9);
+  EXPECT_EQ(c.frepx[0], -c.frepx[1]);
+  EXPECT_EQ(c.frepy[1], 0.0);
+  EXPECT_EQ(c.frepz[1], 0.0);
+  EXPECT_NEAR(c.felx[1], -5.53324, 1e-5);
+  EXPECT_NEAR(c.fx[1], 0.17966, 1e-5);
+  EXPECT_NEAR(c.fx[0], -c.fx[1], 1e-6);
+  EXPECT_NEAR(c.fely[1], 0.0, 1e-5);
+  EXPECT_NEAR(c.felz[1], 0.0, 1e-5);
+}
+
+}  // namespace
+}  // namespace tbrelax

@@ -1,0 +1,151 @@
+// The overlap integrals: reference values, symmetries, limits, and the per-pair batches
+// reproducing the single routines bit for bit.
+
+#include "tb/overlap_integrals.hpp"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "params/read_param.hpp"
+#include "tb/overlap_table.hpp"
+
+namespace tbrelax {
+namespace {
+
+constexpr int H = 1, C = 2, N = 3, O = 4;
+
+param built_in() {
+  param par;
+  drive drv;
+  common_var c;
+  read_param(par, drv, c);
+  return par;
+}
+
+std::uint64_t bits(double x) { return std::bit_cast<std::uint64_t>(x); }
+
+TEST(OverlapIntegrals, ReferenceValues) {
+  const param par = built_in();
+  EXPECT_NEAR(in1s1s(0.75, par), 0.629585444653, 1e-11);
+  EXPECT_NEAR(in1s2s(1.1, C, par), 0.493660862124, 1e-11);
+  EXPECT_NEAR(in1s2p(1.1, N, par), -0.335201521019, 1e-11);
+  EXPECT_NEAR(in2s2s(1.4, C, O, par), 0.187015870583, 1e-11);
+  EXPECT_NEAR(in2s2s(1.4, N, N, par), 0.178116938973, 1e-11);
+  EXPECT_NEAR(in2s2p(1.4, C, N, par), -0.252364120881, 1e-11);
+  EXPECT_NEAR(in2s2p(1.4, N, C, par), -0.267271052329, 1e-11);
+  EXPECT_NEAR(in2s2p(1.4, N, N, par), -0.218792988788, 1e-11);
+  EXPECT_NEAR(in2s2p(1.4, N, O, par), -0.209012606284, 1e-11);
+  EXPECT_NEAR(in2p2pq(1.4, C, N, par), -0.270883869405, 1e-11);
+  EXPECT_NEAR(in2p2pq(1.4, O, O, par), -0.230475141697, 1e-11);
+  EXPECT_NEAR(in2p2ppi(1.4, C, N, par), 0.105972078475, 1e-11);
+  EXPECT_NEAR(in2p2ppi(1.4, C, C, par), 0.12892174281, 1e-11);
+}
+
+// ---- Symmetries and limits. ----
+
+std::vector<double> some_distances() {
+  std::vector<double> R = {0.3, 0.74, 1.09, 1.2, 1.47, 2.0, 3.3, 5.0, 8.0};
+  std::mt19937_64 rng(3);
+  std::uniform_real_distribution<double> uniform(0.5, 6.0);
+  for (int n = 0; n < 40; ++n) R.push_back(uniform(rng));
+  return R;
+}
+
+TEST(OverlapIntegrals, SymmetricFormsAreExactlySymmetricAndSPIsNot) {
+  const param par = built_in();
+  for (double R : some_distances()) {
+    for (int i = C; i <= O; ++i) {
+      for (int j = C; j <= O; ++j) {
+        EXPECT_EQ(bits(in2s2s(R, i, j, par)), bits(in2s2s(R, j, i, par))) << R;
+        EXPECT_EQ(bits(in2p2pq(R, i, j, par)), bits(in2p2pq(R, j, i, par))) << R;
+        EXPECT_EQ(bits(in2p2ppi(R, i, j, par)), bits(in2p2ppi(R, j, i, par))) << R;
+        if (i != j) {
+          EXPECT_GT(std::fabs(in2s2p(R, i, j, par) - in2s2p(R, j, i, par)), 1e-3 * std::fabs(in2s2p(R, i, j, par)));
+        }
+      }
+    }
+  }
+}
+
+// Same-element overlaps tend to 1 (normalisation) as R -> 0; the p-sigma one changes sign at
+// p = 2.5132679715...: positive inside, negative (bonding) outside.
+TEST(OverlapIntegrals, SameElementLimitsAndTheSigmaSignChange) {
+  const param par = built_in();
+  EXPECT_NEAR(in1s1s(1e-7, par), 1.0, 1e-12);
+  for (int i = C; i <= O; ++i) {
+    EXPECT_NEAR(in2s2s(1e-7, i, i, par), 1.0, 1e-12);
+    EXPECT_NEAR(in2p2pq(1e-7, i, i, par), 1.0, 1e-12);
+    EXPECT_NEAR(in2p2ppi(1e-7, i, i, par), 1.0, 1e-12);
+    const double z = par.ksi(i, 2);
+    EXPECT_GT(in2p2pq(2.51326 / z, i, i, par), 0.0);
+    EXPECT_LT(in2p2pq(2.51328 / z, i, i, par), 0.0);
+  }
+}
+
+// Every integral decays in magnitude at large R and is exactly 0 (not NaN) once the
+// exponentials are out of range.
+TEST(OverlapIntegrals, VanishAtLargeDistance) {
+  const param par = built_in();
+  for (int a = C; a <= O; ++a) {
+    for (int b = C; b <= O; ++b) {
+      const auto o = [&](double R) { return heavy_heavy_overlaps(R, a, b, par); };
+      for (double heavy_heavy_overlap::*x : {&heavy_heavy_overlap::ss, &heavy_heavy_overlap::sp_ab,
+                                             &heavy_heavy_overlap::sigma, &heavy_heavy_overlap::pi}) {
+        EXPECT_GT(std::fabs(o(6.0).*x), std::fabs(o(10.0).*x));
+        EXPECT_LT(std::fabs(o(10.0).*x), 1e-8);
+        EXPECT_EQ(o(1000.0).*x, 0.0);
+      }
+    }
+    for (double R : {6.0, 10.0}) {
+      EXPECT_GT(std::fabs(hydrogen_heavy_overlaps(R, a, par).sp), std::fabs(hydrogen_heavy_overlaps(R + 4, a, par).sp));
+      EXPECT_GT(std::fabs(in1s2s(R, a, par)), std::fabs(in1s2s(R + 4, a, par)));
+    }
+    EXPECT_EQ(hydrogen_heavy_overlaps(1000.0, a, par).ss, 0.0);
+  }
+  EXPECT_GT(in1s1s(6.0, par), in1s1s(10.0, par));
+  EXPECT_EQ(in1s1s(1000.0, par), 0.0);
+}
+
+// ---- The per-pair batches. ----
+
+// The built-in set and one with other exponents, to show the table takes them from its set.
+std::vector<param> parameter_sets() {
+  param other = built_in();
+  other.ksi(C, 1) = 3.4;
+  other.ksi(N, 2) = 4.9;
+  other.ksi(O, 1) = 4.75;  // within 0.2 of the new N p exponent: O-N takes the mean-exponent form
+  return {built_in(), other};
+}
+
+TEST(OverlapIntegrals, PairBatchesReproduceTheSingleRoutinesBitForBit) {
+  for (const param& par : parameter_sets()) {
+    const overlap_table table(par);
+    for (double R : some_distances()) {
+      for (int a = C; a <= O; ++a) {
+        for (int b = C; b <= O; ++b) {
+          for (const heavy_heavy_overlap& o :
+               {heavy_heavy_overlaps(R, a, b, par), heavy_heavy_overlaps(R, a, b, table)}) {
+            EXPECT_EQ(bits(o.ss), bits(in2s2s(R, a, b, par)));
+            EXPECT_EQ(bits(o.sp_ab), bits(in2s2p(R, a, b, par)));
+            EXPECT_EQ(bits(o.sp_ba), bits(in2s2p(R, b, a, par)));
+            EXPECT_EQ(bits(o.sigma), bits(in2p2pq(R, a, b, par)));
+            EXPECT_EQ(bits(o.pi), bits(in2p2ppi(R, a, b, par)));
+          }
+        }
+        for (const hydrogen_heavy_overlap& o :
+             {hydrogen_heavy_overlaps(R, a, par), hydrogen_heavy_overlaps(R, a, table)}) {
+          EXPECT_EQ(bits(o.ss), bits(in1s2s(R, a, par)));
+          EXPECT_EQ(bits(o.sp), bits(in1s2p(R, a, par)));
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tbrelax
