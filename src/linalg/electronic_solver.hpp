@@ -51,6 +51,11 @@ class electronic_solver {
 std::unique_ptr<electronic_solver> make_default_solver();
 // Our own eigensolver, always available.
 std::unique_ptr<electronic_solver> make_own_solver();
+// A solver by name ("own", "lapack", "cuda", "default"); null where this build or this machine
+// does not offer it.
+std::unique_ptr<electronic_solver> make_solver(const std::string& name);
+// The names make_solver accepts in this build, "own" first.
+std::vector<std::string> available_solvers();
 
 // Occupation of orbital k (from 0) for `electrons` electrons: 2, then 1 for an odd last one, then 0.
 inline double occupation(int k, int electrons) {

@@ -1,4 +1,4 @@
-// The choice of the electronic solver: fixed at build time by the options that were built.
+// The choice of the electronic solver: which ones exist is fixed at build time by the options.
 
 #include "linalg/electronic_solver.hpp"
 
@@ -14,6 +14,23 @@ std::unique_ptr<electronic_solver> make_default_solver() {
 #else
   return make_own_solver();
 #endif
+}
+
+std::unique_ptr<electronic_solver> make_solver(const std::string& name) {
+  if (name == "own") return make_own_solver();
+  if (name == "default") return make_default_solver();
+#ifdef TBRELAX_HAVE_LAPACK
+  if (name == "lapack") return make_lapack_solver();
+#endif
+  return nullptr;
+}
+
+std::vector<std::string> available_solvers() {
+  std::vector<std::string> names{"own"};
+#ifdef TBRELAX_HAVE_LAPACK
+  names.push_back("lapack");
+#endif
+  return names;
 }
 
 }  // namespace tbrelax
