@@ -1,25 +1,15 @@
 #include "driver/relaxation.hpp"
 
-#include <cmath>
 #include <stdexcept>
 
-#include "state/errors.hpp"
+#include "driver/evaluation.hpp"
 
 namespace tbrelax {
 namespace {
 
-bool all_finite(const std::vector<double>& v) {
-  for (double q : v)
-    if (!std::isfinite(q)) return false;
-  return true;
-}
-
 double evaluate(common_var& c, const energy_model& model, relaxation_result& result) {
-  const double E = force(c, model);
   ++result.evaluations;
-  if (!std::isfinite(E) || !all_finite(c.fx) || !all_finite(c.fy) || !all_finite(c.fz))
-    throw numerical_error("the energy or a force is not a finite number");
-  return E;
+  return evaluate_finite(c, model);
 }
 
 // Every atom moves along its force: all x first, then all y, then all z.

@@ -1,0 +1,138 @@
+#include "cli.hpp"
+
+#include <map>
+
+namespace tbrelax::tbcalc {
+namespace {
+
+const std::string general_usage = "Usage: tbcalc COMMAND [OPTIONS] FILE...\n";
+
+const std::string general_help = general_usage + R"(
+Tight-binding calculations on molecules of H, C, N and O atoms read from XYZ files (the layout
+of tbrelax's input.xyz), for scripts and pipelines: nothing waits for a key.
+
+Commands:
+  energy FILE    energy, binding energy, frontier orbitals and forces at the file's geometry
+  freq FILE      harmonic vibrational frequencies and zero-point energy
+  relax FILE...  steepest-descent relaxation, the same as tbrelax's
+
+Options:
+  -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
+      --version  show the version
+
+Exit status: 0 success, 1 input rejected, 2 file error, 3 non-finite energy, 64 usage error.
+)";
+
+struct command_text {
+  command cmd;
+  std::string usage, help;
+};
+
+const std::map<std::string, command_text, std::less<>> commands = {
+    {"energy",
+     {command::energy, "Usage: tbcalc energy [--json] FILE\n", R"(
+One evaluation of the model at the geometry in FILE: the total energy E and the binding
+energy per atom (eV), the HOMO and LUMO energies and their gap (eV), and the total,
+electronic and repulsive force on every atom (eV/Å).
+
+Options:
+      --json          print the results as one JSON document
+  -h, --help          show this help
+)"}},
+    {"freq",
+     {command::freq, "Usage: tbcalc freq [--json] [--molden OUT] FILE\n", R"(
+Harmonic vibrations at the geometry in FILE (relax it first for a minimum): the Hessian by
+finite differences, mass-weighted with the model's masses (H 1, C 12, N 14, O 16), with the
+translations and rotations set apart; wavenumbers in cm^-1 (imaginary ones negative) and the
+zero-point energy (eV).
+
+Options:
+      --json          print the results as one JSON document
+      --molden OUT    write the geometry and the normal modes to OUT in Molden format
+  -h, --help          show this help
+)"}},
+    {"relax",
+     {command::relax, "Usage: tbcalc relax [--json] [-o OUT] [--trajectory OUT] FILE...\n", R"(
+Relaxes each FILE by tbrelax's steepest descent (the same moves, blocks and stop test), without
+pausing. One progress line per block goes to standard error; the relaxed geometry (after the
+last move) is written as extended XYZ with its energy on the comment line. A failure in one
+FILE does not stop the others.
+
+Options:
+  -o, --output OUT      the relaxed geometry (default: FILE's stem + .relaxed.xyz beside it)
+      --trajectory OUT  the geometry at the start of every block with the energy tbrelax
+                        reports for it, as multi-frame extended XYZ
+      --json            print the results as one JSON document
+  -h, --help            show this help
+-o and --trajectory take one FILE only.
+)"}},
+};
+
+parsed usage_error(const std::string& fault, const std::string& usage, const std::string& help_hint) {
+  return {std::nullopt, "tbcalc: " + fault + "\n" + usage + "Try '" + help_hint + "' for more information.\n",
+          usage_status};
+}
+
+}  // namespace
+
+parsed parse_command_line(const std::vector<std::string>& args) {
+  if (args.empty()) return usage_error("no command given", general_usage, "tbcalc --help");
+  const std::string& first = args[0];
+  if (first == "-h" || first == "--help") return {std::nullopt, general_help, 0};
+  if (first == "--version") return {std::nullopt, "tbcalc " TBRELAX_VERSION "\n", 0};
+  const auto found = commands.find(first);
+  if (found == commands.end()) {
+    const std::string fault = first.starts_with('-') ? "unknown option '" + first + "'" : "unknown command '" + first + "'";
+    return usage_error(fault, general_usage, "tbcalc --help");
+  }
+  const command_text& text = found->second;
+  const std::string hint = "tbcalc " + first + " --help";
+  options o;
+  o.cmd = text.cmd;
+
+  // Options taking a value, for this command: --name VALUE or --name=VALUE.
+  std::map<std::string, std::string*, std::less<>> valued;
+  if (o.cmd == command::freq) valued["--molden"] = &o.molden;
+  if (o.cmd == command::relax) {
+    valued["-o"] = valued["--output"] = &o.output;
+    valued["--trajectory"] = &o.trajectory;
+  }
+
+  bool options_ended = false;
+  for (std::size_t k = 1; k < args.size(); ++k) {
+    const std::string& word = args[k];
+    if (options_ended || word == "-" || !word.starts_with('-')) {
+      o.files.push_back(word);
+      continue;
+    }
+    if (word == "--") {
+      options_ended = true;
+    } else if (word == "-h" || word == "--help") {
+      return {std::nullopt, text.usage + text.help, 0};
+    } else if (word == "--json") {
+      o.json = true;
+    } else {
+      const auto equals = word.find('=');
+      const std::string name = word.substr(0, equals);
+      const auto option = valued.find(name);
+      if (option == valued.end() || (equals != std::string::npos && name == "-o"))
+        return usage_error("unknown option '" + word + "'", text.usage, hint);
+      std::string value;
+      if (equals != std::string::npos) {
+        value = word.substr(equals + 1);
+      } else if (k + 1 < args.size()) {
+        value = args[++k];
+      }
+      if (value.empty()) return usage_error("option '" + name + "' needs a file name", text.usage, hint);
+      *option->second = value;
+    }
+  }
+
+  if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
+  if (o.cmd != command::relax && o.files.size() > 1) return usage_error("one FILE only", text.usage, hint);
+  if (o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
+    return usage_error("-o and --trajectory take one FILE only", text.usage, hint);
+  return {std::move(o), "", 0};
+}
+
+}  // namespace tbrelax::tbcalc

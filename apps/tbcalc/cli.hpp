@@ -1,0 +1,33 @@
+#pragma once
+// tbcalc's command line: a command, its options and its files.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tbrelax::tbcalc {
+
+enum class command { energy, freq, relax };
+
+struct options {
+  command cmd = command::energy;
+  std::vector<std::string> files;
+  bool json = false;
+  std::string molden;      // freq: Molden file to write ("" for none)
+  std::string output;      // relax: relaxed geometry ("" for the default beside the input)
+  std::string trajectory;  // relax: frames at the start of every block ("" for none)
+};
+
+// What the command line asks for: a run, or text to print and a status to end with.
+struct parsed {
+  std::optional<options> run;
+  std::string text;     // help or version on standard output, usage error on standard error
+  int status = 0;       // 0 for help and version, 64 for a usage error
+};
+
+parsed parse_command_line(const std::vector<std::string>& args);
+
+// Status of a command line the program cannot make sense of.
+inline constexpr int usage_status = 64;
+
+}  // namespace tbrelax::tbcalc

@@ -1,0 +1,116 @@
+// tbcalc energy: one evaluation and everything it yields.
+#include <cstdio>
+#include <ostream>
+
+#include "commands.hpp"
+#include "common.hpp"
+#include "driver/evaluation.hpp"
+#include "io/wri_crd.hpp"
+#include "state/element.hpp"
+
+namespace tbrelax::tbcalc {
+namespace {
+
+struct energy_result {
+  double E = 0;
+  evaluation_details details;
+  frontier_orbitals frontier;
+  largest_force largest;
+};
+
+using force_arrays = const std::vector<double>* [3];
+
+std::string force_line(const char* label, const force_arrays& f, int a) {
+  char buffer[96];
+  std::snprintf(buffer, sizeof buffer, "%-11s%16.10f%16.10f%16.10f\n", label, (*f[0])[a], (*f[1])[a], (*f[2])[a]);
+  return buffer;
+}
+
+void human_report(std::ostream& out, const std::string& path, const common_var& c, const energy_result& r) {
+  const auto& eps = r.details.eps;
+  auto line = [&](const std::string& label, const std::string& value) {
+    out << label << std::string(label.size() < 26 ? 26 - label.size() : 1, ' ') << value << '\n';
+  };
+  out << header_line(path, c) << '\n';
+  line("Total energy E", energy_text(r.E) + " eV");
+  line("Binding energy per atom", energy_text(binding_energy_per_atom(r.E, c.at_count)) + " eV");
+  line("HOMO (orbital " + std::to_string(r.frontier.homo + 1) + ")", energy_text(eps[r.frontier.homo]) + " eV");
+  if (r.frontier.lumo) {
+    line("LUMO (orbital " + std::to_string(*r.frontier.lumo + 1) + ")", energy_text(eps[*r.frontier.lumo]) + " eV");
+    line("HOMO-LUMO gap", energy_text(eps[*r.frontier.lumo] - eps[r.frontier.homo]) + " eV");
+  } else {
+    line("LUMO", "none (no unoccupied orbital)");
+  }
+  out << "\nForces (eV/Å)                   x               y               z\n";
+  const force_arrays total{&c.fx, &c.fy, &c.fz}, electronic{&c.felx, &c.fely, &c.felz},
+      repulsive{&c.frepx, &c.frepy, &c.frepz};
+  for (int a = 0; a < c.at_count; ++a) {
+    char atom[16];
+    std::snprintf(atom, sizeof atom, "%4d %-2c ", a + 1, data_of(c.at_type[a]).symbol);
+    out << atom << force_line("total", total, a) << "        " << force_line("electronic", electronic, a)
+        << "        " << force_line("repulsive", repulsive, a);
+  }
+  char largest[96];
+  std::snprintf(largest, sizeof largest, "%.10f eV/Å on atom %d (%c)", r.largest.magnitude, r.largest.atom + 1,
+                data_of(c.at_type[r.largest.atom]).symbol);
+  line("Largest force", largest);
+}
+
+void json_forces(json_writer& json, const char* name, const force_arrays& f, int n) {
+  json.key(name).begin_array();
+  for (int a = 0; a < n; ++a) json.numbers({(*f[0])[a], (*f[1])[a], (*f[2])[a]});
+  json.end_array();
+}
+
+void json_report(std::ostream& out, const std::string& path, const common_var& c, const energy_result& r) {
+  const auto& eps = r.details.eps;
+  json_writer json;
+  json.begin_object();
+  json_structure(json, path, c);
+  json.key("energy").value(r.E);
+  json.key("binding_energy").value(binding_energy_per_atom(r.E, c.at_count));
+  json.key("repulsive_energy").value(r.details.repulsive_energy);
+  json.key("electrons").value(c.el_count);
+  json.key("orbital_energies").numbers(eps);
+  json.key("homo_orbital").value(r.frontier.homo + 1);
+  json.key("homo").value(eps[r.frontier.homo]);
+  if (r.frontier.lumo) {
+    json.key("lumo").value(eps[*r.frontier.lumo]);
+    json.key("gap").value(eps[*r.frontier.lumo] - eps[r.frontier.homo]);
+  } else {
+    json.key("lumo").null();
+    json.key("gap").null();
+  }
+  json.key("forces").begin_object();
+  json_forces(json, "total", {&c.fx, &c.fy, &c.fz}, c.at_count);
+  json_forces(json, "electronic", {&c.felx, &c.fely, &c.felz}, c.at_count);
+  json_forces(json, "repulsive", {&c.frepx, &c.frepy, &c.frepz}, c.at_count);
+  json.end_object();
+  json.key("largest_force").begin_object();
+  json.key("atom").value(r.largest.atom + 1);
+  json.key("magnitude").value(r.largest.magnitude);
+  json.end_object();
+  json.end_object();
+  out << json.str() << std::flush;
+}
+
+}  // namespace
+
+int run_energy(const options& o, std::ostream& out, std::ostream& err) {
+  const std::string& path = o.files.front();
+  calculation calc(err);
+  return guarded(path, err, [&] {
+    calc.read(path);
+    common_var& c = calc.c;
+    energy_result r;
+    r.E = evaluate_finite(c, calc.model, &r.details);
+    r.frontier = find_frontier_orbitals(c.el_count, c.wfunc_count);
+    r.largest = find_largest_force(c);
+    if (o.json)
+      json_report(out, path, c, r);
+    else
+      human_report(out, path, c, r);
+  });
+}
+
+}  // namespace tbrelax::tbcalc

@@ -1,0 +1,62 @@
+#include "model_calls.hpp"
+
+#include <cmath>
+
+#include "hessian/hessian.hpp"
+#include "io/read_coord.hpp"
+#include "state/element.hpp"
+#include "state/errors.hpp"
+
+namespace tbrelax::python {
+namespace {
+
+bool all_finite(const std::vector<double>& v) {
+  for (double x : v)
+    if (!std::isfinite(x)) return false;
+  return true;
+}
+
+}  // namespace
+
+evaluation_result evaluate(const std::vector<std::string>& symbols, const position_list& positions) {
+  model_session s;
+  load_checked(s, symbols, positions);
+  evaluation_details details;
+  evaluation_result r;
+  r.energy = force(s.c, s.model(), &details);
+  const common_var& c = s.c;
+  r.forces.reserve(3 * c.at_count);
+  for (int a = 0; a < c.at_count; ++a) r.forces.insert(r.forces.end(), {c.fx[a], c.fy[a], c.fz[a]});
+  if (!std::isfinite(r.energy) || !all_finite(r.forces))
+    throw numerical_error("the energy or a force is not a finite number");
+  r.orbital_energies = std::move(details.eps);
+  r.messages = s.screen.str();
+  return r;
+}
+
+hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions) {
+  model_session s;
+  load_checked(s, symbols, positions);
+  hess_cre(s.c, s.model());
+  if (!all_finite(s.c.hess)) throw numerical_error("the Hessian has a non-finite entry");
+  // hess is symmetric, so its column-major storage reads the same row by row.
+  return {std::move(s.c.hess), s.screen.str()};
+}
+
+structure read_structure(const std::string& path) {
+  common_var c;
+  std::ostringstream screen;
+  std::istringstream keyboard;
+  console con(screen, keyboard, false);
+  read_coord(c, con, structure_source{.path = path, .create_if_missing = false});
+  structure st;
+  for (int a = 0; a < c.at_count; ++a) {
+    st.symbols.emplace_back(1, data_of(c.at_type[a]).symbol);
+    st.positions.push_back({c.x[a], c.y[a], c.z[a]});
+  }
+  st.title = c.sssss.substr(0, c.sssss.find_last_not_of(' ') + 1);
+  st.messages = screen.str();
+  return st;
+}
+
+}  // namespace tbrelax::python

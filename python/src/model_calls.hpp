@@ -1,0 +1,41 @@
+#pragma once
+// The calls the Python package offers, in plain C++: one evaluation, the Hessian and the
+// structure reader. Each builds its own state, so that calls on different threads share nothing.
+// Faults are the library's own (input_rejected, io_error, numerical_error).
+
+#include <string>
+#include <vector>
+
+#include "molecule_input.hpp"
+
+namespace tbrelax::python {
+
+struct evaluation_result {
+  double energy = 0;                      // binding energy (eV)
+  std::vector<double> forces;             // n x 3, row-major (eV/angstrom)
+  std::vector<double> orbital_energies;   // ascending (eV)
+  std::string messages;                   // what the model printed, usually nothing
+};
+
+// Throws numerical_error when the energy or a force is not finite.
+evaluation_result evaluate(const std::vector<std::string>& symbols, const position_list& positions);
+
+struct hessian_result {
+  std::vector<double> hessian;  // 3n x 3n, symmetric (eV/angstrom^2), coordinate 3a + axis
+  std::string messages;
+};
+
+// Throws numerical_error when an entry is not finite.
+hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions);
+
+struct structure {
+  std::vector<std::string> symbols;  // "H", "C", "N" or "O"
+  position_list positions;           // angstrom
+  std::string title;                 // trailing blanks removed
+  std::string messages;              // the reader's report and warnings
+};
+
+// Reads a structure file with the program's rules; never waits for a key.
+structure read_structure(const std::string& path);
+
+}  // namespace tbrelax::python

@@ -1,0 +1,120 @@
+// The compiled core of the tbrelax package: evaluations, Hessians and structure files on plain
+// lists and numpy arrays. The package's Python layer wraps the results in named tuples, turns
+// the model's screen messages into warnings and holds the ASE calculator.
+//
+// Every call converts its arguments while holding the GIL, then releases it for the work, so
+// that other Python threads (and other evaluations) run meanwhile.
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <exception>
+
+#include "model_calls.hpp"
+#include "state/element.hpp"
+#include "state/errors.hpp"
+
+namespace py = pybind11;
+
+namespace tbrelax::python {
+namespace {
+
+using positions_array = py::array_t<double, py::array::c_style | py::array::forcecast>;
+
+position_list to_positions(const positions_array& r) {
+  if (r.ndim() != 2 || r.shape(1) != 3) throw input_rejected("positions must be an n x 3 array (angstrom)");
+  position_list out(static_cast<std::size_t>(r.shape(0)));
+  auto view = r.unchecked<2>();
+  for (py::ssize_t a = 0; a < r.shape(0); ++a) out[a] = {view(a, 0), view(a, 1), view(a, 2)};
+  return out;
+}
+
+py::array_t<double> to_array(const std::vector<double>& v, py::ssize_t rows, py::ssize_t columns) {
+  py::array_t<double> out({rows, columns});
+  std::copy(v.begin(), v.end(), out.mutable_data());
+  return out;
+}
+
+py::array_t<double> to_array(const std::vector<double>& v) {
+  py::array_t<double> out(static_cast<py::ssize_t>(v.size()));
+  std::copy(v.begin(), v.end(), out.mutable_data());
+  return out;
+}
+
+py::tuple evaluate_py(const std::vector<std::string>& symbols, const positions_array& positions) {
+  const position_list r = to_positions(positions);
+  evaluation_result e;
+  {
+    py::gil_scoped_release unlocked;
+    e = evaluate(symbols, r);
+  }
+  const auto n = static_cast<py::ssize_t>(r.size());
+  return py::make_tuple(e.energy, to_array(e.forces, n, 3), to_array(e.orbital_energies), e.messages);
+}
+
+py::tuple hessian_py(const std::vector<std::string>& symbols, const positions_array& positions) {
+  const position_list r = to_positions(positions);
+  hessian_result h;
+  {
+    py::gil_scoped_release unlocked;
+    h = hessian(symbols, r);
+  }
+  const auto n3 = static_cast<py::ssize_t>(3 * r.size());
+  return py::make_tuple(to_array(h.hessian, n3, n3), h.messages);
+}
+
+py::tuple read_xyz_py(const std::string& path) {
+  structure st;
+  {
+    py::gil_scoped_release unlocked;
+    st = read_structure(path);
+  }
+  py::array_t<double> r({static_cast<py::ssize_t>(st.positions.size()), py::ssize_t{3}});
+  auto view = r.mutable_unchecked<2>();
+  for (std::size_t a = 0; a < st.positions.size(); ++a)
+    for (int k = 0; k < 3; ++k) view(a, k) = st.positions[a][k];
+  return py::make_tuple(st.symbols, r, st.title, st.messages);
+}
+
+// Raises the package's exception class `name` (from tbrelax.errors) carrying the fault's place.
+void raise_as(const char* name, const tb_error& e) {
+  const source_location& at = e.where();
+  py::object type = py::module_::import("tbrelax.errors").attr(name);
+  py::object error = type(e.what(), py::arg("file") = at.file, py::arg("line") = at.line,
+                          py::arg("column") = at.column, py::arg("length") = at.length,
+                          py::arg("line_text") = at.line_text);
+  PyErr_SetObject(type.ptr(), error.ptr());
+}
+
+void translate_faults(std::exception_ptr p) {
+  try {
+    if (p) std::rethrow_exception(p);
+  } catch (const input_rejected& e) {
+    raise_as("InputRejected", e);
+  } catch (const io_error& e) {
+    raise_as("FileError", e);
+  } catch (const numerical_error& e) {
+    raise_as("NumericalError", e);
+  }
+}
+
+}  // namespace
+}  // namespace tbrelax::python
+
+PYBIND11_MODULE(_core, m) {
+  using namespace tbrelax::python;
+  m.doc() = "Compiled core of tbrelax: the tight-binding energy model of H, C, N, O molecules.";
+  py::register_exception_translator(translate_faults);
+
+  m.def("evaluate", &evaluate_py, py::arg("symbols"), py::arg("positions"),
+        "(energy eV, forces n x 3 eV/angstrom, orbital energies eV, model messages)");
+  m.def("hessian", &hessian_py, py::arg("symbols"), py::arg("positions"),
+        "(Hessian 3n x 3n eV/angstrom^2, model messages)");
+  m.def("read_xyz", &read_xyz_py, py::arg("path"), "(symbols, positions n x 3 angstrom, title, reader report)");
+
+  py::dict masses;
+  for (const auto& e : tbrelax::element_table) masses[py::str(std::string(1, e.symbol))] = e.mass;
+  m.attr("masses") = masses;
+}

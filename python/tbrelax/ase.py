@@ -1,0 +1,78 @@
+"""The tbrelax model as an ASE calculator.
+
+>>> from ase.optimize import BFGS
+>>> from tbrelax.ase import TBRelax, read_atoms
+>>> atoms = read_atoms("examples/water/input.xyz")
+>>> atoms.calc = TBRelax()
+>>> BFGS(atoms).run(fmax=0.01)
+"""
+
+from __future__ import annotations
+
+import os
+
+import numpy as np
+from ase import Atoms
+from ase.calculators.calculator import (CalculationFailed, Calculator, InputError,
+                                        all_changes)
+
+from . import MASSES, InputRejected, NumericalError, evaluate, read_xyz
+
+__all__ = ["TBRelax", "read_atoms"]
+
+
+class TBRelax(Calculator):
+    """Energy and forces of a free molecule of H, C, N and O atoms.
+
+    Results are kept for the geometry they belong to: asking for the energy and then the forces
+    of the same atoms evaluates the model once. Besides ``energy``, ``free_energy`` (the same:
+    the model has no electronic temperature) and ``forces``, ``results`` holds
+    ``orbital_energies`` (eV, ascending). ``evaluations`` counts the model evaluations made.
+
+    Raises ``InputError`` for elements other than H, C, N, O, atoms closer than 1e-10
+    angstrom, periodic boundary conditions or no atoms, and ``CalculationFailed`` when the
+    model gives a non-finite energy or force.
+    """
+
+    implemented_properties = ["energy", "free_energy", "forces"]
+    nolabel = True
+
+    def __init__(self, **kwargs) -> None:
+        super().__init__(**kwargs)
+        self.evaluations = 0
+
+    def calculate(self, atoms: Atoms | None = None, properties=("energy",),
+                  system_changes=all_changes) -> None:
+        super().calculate(atoms, properties, system_changes)
+        symbols = self.atoms.get_chemical_symbols()
+        unknown = sorted(set(symbols) - set(MASSES))
+        if unknown:
+            raise InputError(f"the model knows only H, C, N and O, not {', '.join(unknown)}")
+        if self.atoms.pbc.any():
+            raise InputError("the model describes a free molecule: periodic boundary conditions are not supported")
+        try:
+            result = evaluate(symbols, self.atoms.positions)
+        except InputRejected as e:
+            raise InputError(str(e)) from e
+        except NumericalError as e:
+            raise CalculationFailed(str(e)) from e
+        self.evaluations += 1
+        self.results = {
+            "energy": result.energy,
+            "free_energy": result.energy,
+            "forces": result.forces,
+            "orbital_energies": result.orbital_energies,
+        }
+
+
+def read_atoms(path: str | os.PathLike, model_masses: bool = False) -> Atoms:
+    """An ``Atoms`` object from a structure file read with the tbrelax program's rules.
+
+    With ``model_masses`` the atoms carry the model's whole-number masses (H 1, C 12, N 14,
+    O 16) instead of ASE's, as the program's own frequencies assume.
+    """
+    s = read_xyz(path)
+    atoms = Atoms(s.symbols, positions=s.positions, info={"title": s.title})
+    if model_masses:
+        atoms.set_masses(np.array([MASSES[x] for x in s.symbols]))
+    return atoms

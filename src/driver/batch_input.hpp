@@ -1,0 +1,21 @@
+#pragma once
+// A structure file read for a batch tool: the same reader and the same rejections as the
+// relaxation program, but nothing waits for a key and every fault names the file.
+
+#include <iosfwd>
+#include <string>
+
+#include "state/common_var.hpp"
+#include "state/param.hpp"
+
+namespace tbrelax {
+
+// Sets the model constants, then reads `path` into a fresh state with the structure reader
+// (a missing file is an error, never created). The reader's warnings (an inadmissible element
+// before the first atom, shown once per reading pass) go to `warnings` as the reader words
+// them; its success report is not shown. Throws what the reader throws, and input_rejected,
+// naming the file, for no atoms and for two atoms closer than the coincidence distance; the
+// reader's own error lines are left out, the fault carries their meaning.
+void read_structure(common_var& c, param& par, drive& drv, const std::string& path, std::ostream& warnings);
+
+}  // namespace tbrelax

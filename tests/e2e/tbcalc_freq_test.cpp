@@ -1,0 +1,135 @@
+// tbcalc freq: harmonic vibrations of the model's molecules.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+#include "tbcalc_test_support.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::json_number;
+using testing::json_numbers;
+using testing::read_text;
+using testing::tbcalc;
+using testing::temp_dir;
+using testing::write_text;
+
+// The relaxed water of the bundled example: the atom lines of its report.
+std::string relaxed_water() {
+  std::istringstream report(read_text(std::filesystem::path(TBRELAX_SOURCE_DIR) / "examples/water/expected_output.xyz"));
+  std::string text, line;
+  for (int k = 0; k < 5 && std::getline(report, line); ++k) text += line + "\n";
+  return text;
+}
+
+struct freq_run {
+  temp_dir dir;
+  testing::run_result r;
+  explicit freq_run(const std::string& input, const std::vector<std::string>& extra = {}) {
+    write_text(dir / "m.xyz", input);
+    std::vector<std::string> args{"freq", "--json", "m.xyz"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    r = tbcalc(args, dir.path());
+  }
+  std::vector<double> frequencies() const { return json_numbers(r.out, "frequencies"); }
+  std::vector<double> rigid() const { return json_numbers(r.out, "rigid_modes"); }
+};
+
+TEST(TbcalcFreq, RelaxedWaterHasThreeVibrationsAndSixNearZeroModes) {
+  freq_run run(relaxed_water(), {"--molden", "w.molden"});
+  ASSERT_EQ(run.r.status, 0) << run.r.err;
+  const auto nu = run.frequencies();
+  ASSERT_EQ(nu.size(), 3u);
+  EXPECT_TRUE(std::is_sorted(nu.begin(), nu.end()));
+  EXPECT_GT(nu[0], 1000.0);  // the bend; then the two stretches
+  ASSERT_EQ(run.rigid().size(), 6u);
+  for (double r : run.rigid()) EXPECT_LT(std::abs(r), 50.0);  // what the rounded report leaves of the forces
+  EXPECT_NE(run.r.out.find("\"linear\": false"), std::string::npos);
+  EXPECT_NEAR(json_number(run.r.out, "zero_point_energy"), 0.5 * 1.239841984e-4 * (nu[0] + nu[1] + nu[2]), 1e-9);
+  EXPECT_EQ(json_numbers(run.r.out, "normal_modes").size(), 3u * 9u);
+
+  // The Molden file: its sections, a [FREQ] line and a "vibration" block per mode.
+  const std::string molden = read_text(run.dir / "w.molden");
+  EXPECT_TRUE(molden.starts_with("[Molden Format]\n[Atoms] AU\nO "));
+  const auto freq = molden.find("[FREQ]\n"), coord = molden.find("[FR-COORD]\n"), modes = molden.find("[FR-NORM-COORD]\n");
+  ASSERT_TRUE(freq < coord && coord < modes && modes != std::string::npos);
+  std::istringstream listed(molden.substr(freq + 7));
+  for (double expected : nu) {
+    double written = 0;
+    listed >> written;
+    EXPECT_NEAR(written, expected, 5e-5);
+  }
+  EXPECT_EQ(molden.find("vibration 3\n"), molden.rfind("vibration "));
+}
+
+TEST(TbcalcFreq, FrequenciesIgnoreRotationTranslationAndAtomOrder) {
+  freq_run plain(relaxed_water());
+  // The same molecule turned by 0.9 rad about (1, 1, 1), moved, and listed H, O, H.
+  std::istringstream in(relaxed_water().substr(relaxed_water().find(" O")));
+  std::string symbol[3], moved = "3\nturned\n";
+  double r[3][3];
+  for (int a = 0; a < 3; ++a) in >> symbol[a] >> r[a][0] >> r[a][1] >> r[a][2];
+  const double t = 0.9, c = std::cos(t), s = std::sin(t), u = 1 / std::sqrt(3.0);
+  for (int a : {1, 0, 2}) {
+    const double* p = r[a];
+    const double dot = u * (p[0] + p[1] + p[2]), cross[3] = {u * (p[2] - p[1]), u * (p[0] - p[2]), u * (p[1] - p[0])};
+    char line[128];
+    std::snprintf(line, sizeof line, "%s %.17g %.17g %.17g\n", symbol[a].c_str(),
+                  p[0] * c + cross[0] * s + u * dot * (1 - c) + 3.5, p[1] * c + cross[1] * s + u * dot * (1 - c) - 1.25,
+                  p[2] * c + cross[2] * s + u * dot * (1 - c) + 0.5);
+    moved += line;
+  }
+  freq_run turned(moved);
+  ASSERT_EQ(turned.r.status, 0) << turned.r.err;
+  const auto a = plain.frequencies(), b = turned.frequencies();
+  ASSERT_EQ(a.size(), 3u);
+  ASSERT_EQ(b.size(), 3u);
+  for (int m = 0; m < 3; ++m) EXPECT_NEAR(a[m], b[m], 0.05) << m;  // finite-difference noise only
+}
+
+TEST(TbcalcFreq, LinearMoleculesSetFiveModesApart) {
+  freq_run hcn("3\nhcn\nH 0 0 -1.07\nC 0 0 0\nN 0 0 1.16\n");
+  ASSERT_EQ(hcn.r.status, 0) << hcn.r.err;
+  EXPECT_NE(hcn.r.out.find("\"linear\": true"), std::string::npos);
+  EXPECT_EQ(hcn.rigid().size(), 5u);
+  const auto nu = hcn.frequencies();
+  ASSERT_EQ(nu.size(), 4u);
+  EXPECT_NEAR(nu[0], nu[1], 1e-3 * nu[1]);  // the bend is doubly degenerate
+  EXPECT_GT(nu[0], 0.0);
+}
+
+TEST(TbcalcFreq, LinearWaterIsASaddleWithAnImaginaryBendPair) {
+  // Water's minimum is bent, so straightening it gives the two bends negative curvature while
+  // the stretches stay real.
+  freq_run straight("3\nstraight\nH 0 0 -0.96\nO 0 0 0\nH 0 0 0.96\n");
+  ASSERT_EQ(straight.r.status, 0) << straight.r.err;
+  const auto nu = straight.frequencies();
+  ASSERT_EQ(nu.size(), 4u);
+  EXPECT_LT(nu[0], -100.0);
+  EXPECT_NEAR(nu[0], nu[1], 1e-3 * std::abs(nu[0]));
+  EXPECT_GT(nu[2], 1000.0);
+  // Imaginary modes hold no zero-point energy.
+  EXPECT_NEAR(json_number(straight.r.out, "zero_point_energy"), 0.5 * 1.239841984e-4 * (nu[2] + nu[3]), 1e-9);
+}
+
+TEST(TbcalcFreq, HumanReportOfASingleAtom) {
+  temp_dir dir;
+  write_text(dir / "c.xyz", "1\natom\nC 1 2 3\n");
+  const auto r = tbcalc({"freq", "c.xyz"}, dir.path());
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "c.xyz: atom, 1 atom (C), a single atom\n"
+            "Vibrational modes (cm^-1; imaginary ones negative):\n"
+            "  none\n"
+            "Translations and rotations (cm^-1):\n"
+            "     1         0.0000\n"
+            "     2         0.0000\n"
+            "     3         0.0000\n"
+            "Zero-point energy          0 eV\n");
+}
+
+}  // namespace
+}  // namespace tbrelax

@@ -1,0 +1,190 @@
+// tbcalc's command line, its input checks and the energy command.
+#include <gtest/gtest.h>
+
+#include "tbcalc_test_support.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::json_number;
+using testing::json_numbers;
+using testing::tbcalc;
+using testing::temp_dir;
+using testing::write_text;
+
+const std::string water = "3\nwater\nO 0.0 0.0 0.117\nH 0.0 0.757 -0.467\nH 0.0 -0.757 -0.467\n";
+
+TEST(TbcalcEnergy, WaterReproducesTheReferenceEnergyAndForces) {
+  temp_dir dir;
+  write_text(dir / "w.xyz", water);
+  const auto r = tbcalc({"energy", "--json", "w.xyz"}, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err, "");
+  const double E = json_number(r.out, "energy");
+  EXPECT_NEAR(E, -8.6857502, 1e-5);
+  EXPECT_EQ(json_number(r.out, "binding_energy"), -E / 3 - 0.05671);
+  const std::vector<double> total = json_numbers(r.out, "total");
+  const std::vector<double> want = {0, 0, 1.23032, 0, 1.64924, -0.61516, 0, -1.64924, -0.61516};
+  ASSERT_EQ(total.size(), want.size());
+  for (std::size_t k = 0; k < want.size(); ++k) EXPECT_NEAR(total[k], want[k], 1e-5) << k;
+  // The total force is the electronic plus the repulsive one; the largest is on a hydrogen.
+  const auto el = json_numbers(r.out, "electronic"), rep = json_numbers(r.out, "repulsive");
+  for (std::size_t k = 0; k < want.size(); ++k) EXPECT_NEAR(total[k], el[k] + rep[k], 1e-12);
+  EXPECT_EQ(json_numbers(r.out, "largest_force")[0], 2);
+  EXPECT_NEAR(json_numbers(r.out, "largest_force")[1], std::hypot(1.64924, 0.61516), 1e-5);
+  // Eight electrons: four doubly occupied orbitals out of six.
+  const auto eps = json_numbers(r.out, "orbital_energies");
+  ASSERT_EQ(eps.size(), 6u);
+  EXPECT_EQ(json_number(r.out, "homo_orbital"), 4);
+  EXPECT_EQ(json_number(r.out, "homo"), eps[3]);
+  EXPECT_EQ(json_number(r.out, "lumo"), eps[4]);
+  EXPECT_EQ(json_number(r.out, "gap"), eps[4] - eps[3]);
+
+  const auto py = testing::python("import json,sys; d=json.load(sys.stdin); print(repr(d['energy']), d['elements'])",
+                                  dir.path(), r.out);
+  if (py.status == -1) GTEST_SKIP() << "no Python to parse the document with";
+  ASSERT_EQ(py.status, 0) << py.err;
+  EXPECT_EQ(std::strtod(py.out.c_str(), nullptr), E);
+  EXPECT_TRUE(py.out.ends_with(" ['O', 'H', 'H']\n")) << py.out;
+}
+
+TEST(TbcalcEnergy, SingleHydrogenHasNoLumo) {
+  temp_dir dir;
+  write_text(dir / "h.xyz", "1\n'lone atom'\nH 1.5 -2 3\n");
+  const auto r = tbcalc({"energy", "h.xyz"}, dir.path());
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out,
+            "h.xyz: lone atom, 1 atom (H)\n"
+            "Total energy E             0 eV\n"
+            "Binding energy per atom   -0.056710000000000003 eV\n"
+            "HOMO (orbital 1)          -10.699999999999999 eV\n"
+            "LUMO                      none (no unoccupied orbital)\n"
+            "\n"
+            "Forces (eV/Å)                   x               y               z\n"
+            "   1 H  total          0.0000000000    0.0000000000    0.0000000000\n"
+            "        electronic     0.0000000000    0.0000000000    0.0000000000\n"
+            "        repulsive      0.0000000000    0.0000000000    0.0000000000\n"
+            "Largest force             0.0000000000 eV/Å on atom 1 (H)\n");
+  const auto json = tbcalc({"energy", "--json", "h.xyz"}, dir.path());
+  EXPECT_NE(json.out.find("  \"lumo\": null,\n  \"gap\": null,\n"), std::string::npos) << json.out;
+}
+
+TEST(TbcalcEnergy, OddElectronCountMakesTheSinglyOccupiedOrbitalTheHomo) {
+  temp_dir dir;
+  write_text(dir / "no.xyz", "2\nNO\nN 0 0 0\nO 0 0 1.15\n");  // 11 electrons, 8 orbitals
+  const auto r = tbcalc({"energy", "--json", "no.xyz"}, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  const auto eps = json_numbers(r.out, "orbital_energies");
+  ASSERT_EQ(eps.size(), 8u);
+  EXPECT_EQ(json_number(r.out, "homo_orbital"), 6);
+  EXPECT_EQ(json_number(r.out, "homo"), eps[5]);
+  EXPECT_EQ(json_number(r.out, "lumo"), eps[6]);
+}
+
+TEST(TbcalcInput, FileFaultsNameTheFileAndLeaveStandardOutputEmpty) {
+  temp_dir dir;
+  std::filesystem::create_directory(dir / "sub");
+  write_text(dir / "bad.xyz", "1\nw\nH   0.0   abc   1.0\n");
+  struct fault {
+    std::string file;
+    int status;
+    std::string err;
+  };
+  for (const fault& f : std::vector<fault>{
+           {"missing.xyz", 2, "tbcalc: missing.xyz: error: cannot open: No such file or directory\n"},
+           {"sub", 2, "tbcalc: sub: error: is a directory, not a structure file\n"},
+           {"bad.xyz", 2,
+            "tbcalc: bad.xyz:3:11: error: 'abc' is not a real number\n"
+            "    3 | H   0.0   abc   1.0\n"
+            "      |           ^~~\n"},
+       })
+    for (const char* command : {"energy", "freq", "relax"}) {
+      const auto r = tbcalc({command, f.file}, dir.path());
+      EXPECT_EQ(r.status, f.status) << command << ' ' << f.file;
+      EXPECT_EQ(r.err, f.err) << command;
+      EXPECT_EQ(r.out, "") << command;
+    }
+  EXPECT_FALSE(std::filesystem::exists(dir / "missing.xyz"));  // never created
+}
+
+TEST(TbcalcInput, RejectionsOfTbrelaxKeepTheirMeaningAndStatus) {
+  temp_dir dir;
+  struct rejected {
+    std::string input, err;
+    int status;
+  };
+  for (const rejected& c : std::vector<rejected>{
+           {"3\nw\nH 0 0 0\nH 0 0 1\n", "tbcalc: f.xyz:1:1: error: the file declares 3 atoms but holds 2 atom lines\n", 1},
+           {"2\nw\nH 0 0 0\nH 0 0 1\nX 0 1 0\n",
+            "tbcalc: f.xyz:1:1: error: an atom line after the first one names an element other than H, C, N or O\n", 1},
+           {"0\nnothing\n", "tbcalc: f.xyz: error: the file holds no atoms\n", 1},
+           {"3\nw\nH 0 0 0\nO 1 1 1\nH 1 1 1\n", "tbcalc: f.xyz: error: atoms 2 and 3 are at the same position\n", 1},
+           {"2\nw\nH 0 0 0\nH 0 0 1e-9\n", "tbcalc: f.xyz: error: the energy or a force is not a finite number\n", 3},
+       }) {
+    write_text(dir / "f.xyz", c.input);
+    const auto r = tbcalc({"energy", "--json", "f.xyz"}, dir.path());
+    EXPECT_EQ(r.status, c.status) << c.input;
+    EXPECT_EQ(r.err, c.err);
+    EXPECT_EQ(r.out, "");
+  }
+}
+
+TEST(TbcalcInput, ReaderWarningsGoToStandardErrorAndTheRunGoesOn) {
+  temp_dir dir;
+  write_text(dir / "x.xyz", "1\nw\nX 0 0 0\nH 0 0 0\n");
+  const auto r = tbcalc({"energy", "x.xyz"}, dir.path());
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.err,
+            " WARNING: Inadmissible chemical element: X in x.xyz\n"
+            "  You Can use only follow elements: H, C, N, O\n"
+            " WARNING: Inadmissible chemical element: X\n"
+            " in x.xyz. You Can use only follow elements: H, C, N, O\n");
+  EXPECT_TRUE(r.out.starts_with("x.xyz: w, 1 atom (H)\n"));
+}
+
+TEST(TbcalcCommandLine, HelpAndVersionGoToStandardOutput) {
+  temp_dir dir;
+  for (const auto& args : std::vector<std::vector<std::string>>{{"--help"}, {"-h"}}) {
+    const auto r = tbcalc(args, dir.path());
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(r.out.starts_with("Usage: tbcalc COMMAND [OPTIONS] FILE...\n"));
+    EXPECT_NE(r.out.find("  relax FILE..."), std::string::npos);
+    EXPECT_EQ(r.err, "");
+  }
+  const auto freq = tbcalc({"freq", "--help"}, dir.path());
+  EXPECT_EQ(freq.status, 0);
+  EXPECT_TRUE(freq.out.starts_with("Usage: tbcalc freq [--json] [--molden OUT] FILE\n"));
+  // Help wins over what else the line holds, even a file that does not exist.
+  EXPECT_EQ(tbcalc({"relax", "nothere.xyz", "-h"}, dir.path()).status, 0);
+  const auto version = tbcalc({"--version"}, dir.path());
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out, "tbcalc " TBRELAX_VERSION "\n");
+}
+
+TEST(TbcalcCommandLine, UsageErrorsEndWithStatus64) {
+  temp_dir dir;
+  write_text(dir / "w.xyz", water);
+  struct usage {
+    std::vector<std::string> args;
+    std::string first_line;
+  };
+  for (const usage& u : std::vector<usage>{
+           {{}, "tbcalc: no command given"},
+           {{"optimise", "w.xyz"}, "tbcalc: unknown command 'optimise'"},
+           {{"--json", "energy", "w.xyz"}, "tbcalc: unknown option '--json'"},
+           {{"energy", "--molden", "m", "w.xyz"}, "tbcalc: unknown option '--molden'"},
+           {{"energy", "w.xyz", "w.xyz"}, "tbcalc: one FILE only"},
+           {{"freq", "w.xyz", "--molden"}, "tbcalc: option '--molden' needs a file name"},
+           {{"relax", "-o", "r.xyz", "w.xyz", "w.xyz"}, "tbcalc: -o and --trajectory take one FILE only"},
+       }) {
+    const auto r = tbcalc(u.args, dir.path());
+    EXPECT_EQ(r.status, 64) << u.first_line;
+    EXPECT_TRUE(r.err.starts_with(u.first_line + "\nUsage: tbcalc ")) << r.err;
+    EXPECT_NE(r.err.find("for more information"), std::string::npos);
+    EXPECT_EQ(r.out, "");
+  }
+  EXPECT_FALSE(std::filesystem::exists(dir / "r.xyz"));
+}
+
+}  // namespace
+}  // namespace tbrelax

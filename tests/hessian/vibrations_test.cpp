@@ -1,0 +1,79 @@
+#include "hessian/vibrations.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "hessian/hessian.hpp"
+#include "support/molecules.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::molecule;
+using testing::test_model;
+
+// A diatomic whose only force is a spring of constant k along its bond (z).
+common_var spring(double k, char a = 'H', char b = 'O') {
+  common_var c = molecule({{a, {0.1, -0.2, 0.3}}, {b, {0.1, -0.2, 1.3}}});
+  c.hess.assign(36, 0.0);
+  for (int i = 0; i < 2; ++i)
+    for (int j = 0; j < 2; ++j) c.hess[(3 * i + 2) + 6 * (3 * j + 2)] = i == j ? k : -k;
+  return c;
+}
+
+TEST(Vibrations, WavenumberUnitIsTheTextbookConversion) {
+  // sqrt(eV / (angstrom^2 amu)) / (2 pi c) = 521.47 cm^-1.
+  EXPECT_NEAR(wavenumber(1.0), 521.4709, 1e-3);
+  EXPECT_NEAR(wavenumber(4.0), 2 * 521.4709, 2e-3);
+  EXPECT_EQ(wavenumber(-4.0), -wavenumber(4.0));
+  EXPECT_EQ(wavenumber(0.0), 0.0);
+}
+
+TEST(Vibrations, SpringDiatomicHasOneStretchAtSqrtKOverReducedMass) {
+  for (const double k : {30.0, -30.0}) {
+    const common_var c = spring(k);
+    const vibrational_analysis v = analyse_vibrations(c);
+    const double mu = 1.0 * 16.0 / 17.0;
+    ASSERT_EQ(v.frequencies.size(), 1u);
+    EXPECT_TRUE(v.linear);
+    EXPECT_NEAR(v.frequencies[0], std::copysign(std::sqrt(std::abs(k) / mu) * 521.4709, k), 1e-2);
+    ASSERT_EQ(v.rigid_frequencies.size(), 5u);
+    for (double nu : v.rigid_frequencies) EXPECT_NEAR(nu, 0.0, 1e-4);
+    // The centre of mass stays put: the hydrogen moves 16 times as far as the oxygen, along z.
+    const auto& d = v.modes[0];
+    EXPECT_NEAR(d[5], -d[2] / 16.0, 1e-12);
+    EXPECT_NEAR(d[2] * d[2] + d[5] * d[5], 1.0, 1e-12);
+    for (int q : {0, 1, 3, 4}) EXPECT_NEAR(d[q], 0.0, 1e-12);
+    EXPECT_GT(d[2], 0.0);  // the largest component is made positive
+    // Only real modes hold zero-point energy: h c nu / 2.
+    EXPECT_NEAR(v.zero_point_energy, k > 0 ? 0.5 * 1.239841984e-4 * v.frequencies[0] : 0.0, 1e-9);
+  }
+}
+
+// Minus the second derivative of the model's energy along the H2 bond, by differences of energies.
+double bond_curvature(double r, test_model& m) {
+  const double h = 1e-3;
+  auto energy = [&](double d) {
+    common_var c = molecule({{'H', {0, 0, 0}}, {'H', {0, 0, d}}});
+    return force(c, m.model);
+  };
+  // Moving one atom by d changes the bond by d; the reduced mass takes care of the rest.
+  return (energy(r + h) - 2 * energy(r) + energy(r - h)) / (h * h);
+}
+
+TEST(Vibrations, HydrogenStretchIsRealWhenCompressedAndImaginaryPastTheInflection) {
+  test_model m;
+  for (const double r : {0.6, 0.7447, 1.3}) {
+    common_var c = molecule({{'H', {0, 0, 0}}, {'H', {0, 0, r}}});
+    hess_cre(c, m.model);
+    const vibrational_analysis v = analyse_vibrations(c);
+    ASSERT_EQ(v.frequencies.size(), 1u);
+    const double k = bond_curvature(r, m);
+    EXPECT_NEAR(v.frequencies[0], wavenumber(k / 0.5), 2.0) << r;
+    EXPECT_EQ(v.frequencies[0] < 0, r > 1.0) << r;
+  }
+}
+
+}  // namespace
+}  // namespace tbrelax
