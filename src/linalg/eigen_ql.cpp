@@ -1,0 +1,104 @@
+// Implicit QL iteration on a symmetric tridiagonal matrix. The iteration runs
+// on d and e alone; its plane rotations go to a log that applies them to the
+// columns of v in batches. The eigenpairs are sorted at the end.
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+#include "linalg/eigen_rotations.hpp"
+#include "linalg/eigensolver.hpp"
+
+namespace tbrelax {
+namespace {
+
+constexpr double epsilon = 2.220446049250313e-16;  // 2^-52
+constexpr int max_iterations = 50;
+
+// Ascending selection sort by strict comparison: of equal values the earliest
+// is taken as the minimum, so two equal eigenvalues are never exchanged.
+void sort_pairs(int n, std::size_t ld, double* d, double* v) {
+  for (int i = 0; i + 1 < n; ++i) {
+    int k = i;
+    double p = d[i];
+    for (int j = i + 1; j < n; ++j)
+      if (d[j] < p) {
+        k = j;
+        p = d[j];
+      }
+    if (k != i) {
+      d[k] = d[i];
+      d[i] = p;
+      std::swap_ranges(v + std::size_t(i) * ld, v + std::size_t(i) * ld + n, v + std::size_t(k) * ld);
+    }
+  }
+}
+
+}  // namespace
+
+void tql2(int nm, int n, double* d, double* e, double* v, int& ierr) {
+  ierr = 0;
+  if (n <= 1) return;
+  for (int i = 1; i < n; ++i) e[i - 1] = e[i];
+  e[n - 1] = 0.0;
+
+  eigen_detail::rotation_log log(v, nm, n);
+  double f = 0.0;  // sum of the shifts so far
+  double b = 0.0;  // negligibility threshold, never lowered
+  for (int l = 0; l < n; ++l) {
+    b = std::max(b, epsilon * (std::abs(d[l]) + std::abs(e[l])));
+    // e[n-1] is zero, but the bound also keeps a NaN from running past the end.
+    int m = l;
+    while (m < n - 1 && !(std::abs(e[m]) <= b)) ++m;
+    if (m > l) {
+      for (int iter = 1;; ++iter) {
+        // Shift by the eigenvalue of the leading 2 x 2 block closer to d[l].
+        double g = d[l];
+        double p = (d[l + 1] - g) / (2.0 * e[l]);
+        double r = std::sqrt(p * p + 1.0);
+        const double mu = g - e[l] / (p + std::copysign(r, p));
+        for (int i = l; i < n; ++i) d[i] -= mu;
+        f += mu;
+
+        eigen_detail::rotation* rot = log.begin_sweep(l, m);
+        p = d[m];
+        double cs = 1.0;
+        double sn = 0.0;
+        for (int i = m - 1; i >= l; --i, ++rot) {
+          g = cs * e[i];
+          const double q = cs * p;
+          // Divide by the larger of p and e[i] so that t^2 cannot overflow.
+          if (std::abs(p) >= std::abs(e[i])) {
+            const double t = e[i] / p;
+            r = std::sqrt(t * t + 1.0);
+            e[i + 1] = sn * p * r;
+            sn = t / r;
+            cs = 1.0 / r;
+          } else {
+            const double t = p / e[i];
+            r = std::sqrt(t * t + 1.0);
+            e[i + 1] = sn * e[i] * r;
+            sn = 1.0 / r;
+            cs = t * sn;
+          }
+          p = cs * d[i] - sn * g;
+          d[i + 1] = q + sn * (cs * g + sn * d[i]);
+          *rot = {cs, sn};
+        }
+        e[l] = sn * p;
+        d[l] = cs * p;
+        if (std::abs(e[l]) <= b) break;
+        if (iter == max_iterations) {
+          log.flush();
+          ierr = l + 1;
+          return;
+        }
+      }
+    }
+    d[l] += f;
+  }
+  log.flush();
+  sort_pairs(n, std::size_t(nm), d, v);
+}
+
+}  // namespace tbrelax

@@ -1,0 +1,24 @@
+#include "linalg/eigensolver.hpp"
+
+#include "linalg/eigen_detail.hpp"
+
+namespace tbrelax {
+
+void tred2(int nm, int n, double* d, double* e, double* v) {
+  if (n <= 0) return;
+  if (n == 1) {
+    d[0] = v[0];
+    e[0] = 0.0;
+    v[0] = 1.0;
+    return;
+  }
+  eigen_detail::householder_reduce(nm, n, d, e, v);
+  eigen_detail::accumulate_reflectors(nm, n, d, v);
+}
+
+void eisrs1(int nm, int n, double* d, double* v, int& ierr, double* e) {
+  tred2(nm, n, d, e, v);
+  tql2(nm, n, d, e, v, ierr);
+}
+
+}  // namespace tbrelax

@@ -1,0 +1,132 @@
+// The optimised eigensolver against the plain statement of the algorithm, and
+// the backward accuracy of its results.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "linalg/eigen_test_support.hpp"
+#include "linalg/eigensolver.hpp"
+#include "linalg/reference_eigensolver.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::eps;
+
+// Sizes around the vector width, the row and reflector blocks and the
+// thresholds for sharing work between threads.
+class EigensolverSizes : public ::testing::TestWithParam<int> {};
+
+TEST_P(EigensolverSizes, TridiagonalFormMatchesThePlainReduction) {
+  const int n = GetParam();
+  const matrix a = testing::random_symmetric(n, std::uint64_t(n));
+  const double norm = testing::frobenius(a);
+  matrix v = a, rv = a;
+  std::vector<double> d(n), e(n), rd(n), re(n);
+  tred2(n, n, d.data(), e.data(), v.data());
+  reference::tred2(n, n, rd.data(), re.data(), rv.data());
+  // The reduction is backward stable but not forward stable: late entries
+  // drift by many roundings when sums are taken in another order.
+  for (int i = 0; i < n; ++i) {
+    EXPECT_NEAR(d[std::size_t(i)], rd[std::size_t(i)], 100 * n * eps * norm) << i;
+    EXPECT_NEAR(e[std::size_t(i)], re[std::size_t(i)], 100 * n * eps * norm) << i;
+  }
+  EXPECT_EQ(e[0], 0.0);
+  for (std::size_t k = 0; k < v.size(); ++k) ASSERT_NEAR(v.data()[k], rv.data()[k], 100 * n * eps) << k;
+
+  // Q^T A Q reproduces the tridiagonal matrix to within roundings of A.
+  matrix aq(n);
+  for (int j = 0; j < n; ++j)
+    for (int k = 0; k < n; ++k)
+      for (int i = 0; i < n; ++i) aq(i, j) += a(i, k) * v(k, j);
+  double worst = 0.0;
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < n; ++i) {
+      double s = 0.0;
+      for (int k = 0; k < n; ++k) s += v(k, i) * aq(k, j);
+      const double t = i == j ? d[std::size_t(i)] : i == j + 1 ? e[std::size_t(i)] : j == i + 1 ? e[std::size_t(j)] : 0.0;
+      worst = std::max(worst, std::abs(s - t));
+    }
+  EXPECT_LT(worst, n * eps * norm);
+}
+
+TEST_P(EigensolverSizes, EigenpairsMatchThePlainIteration) {
+  const int n = GetParam();
+  const matrix a = testing::random_symmetric(n, std::uint64_t(n) + 100);
+  const double norm = testing::frobenius(a);
+  matrix v = a, rv = a;
+  std::vector<double> d(n), e(n), rd(n), re(n);
+  int ierr = -1, rierr = -1;
+  eisrs1(n, n, d.data(), v.data(), ierr, e.data());
+  reference::tred2(n, n, rd.data(), re.data(), rv.data());
+  reference::tql2(n, n, rd.data(), re.data(), rv.data(), rierr);
+  ASSERT_EQ(ierr, 0);
+  ASSERT_EQ(rierr, 0);
+  for (int j = 0; j < n; ++j) {
+    EXPECT_NEAR(d[std::size_t(j)], rd[std::size_t(j)], 1e-12 * norm) << j;
+    // Compared up to sign, where the eigenvalue stands clear of its neighbours.
+    const double gap = std::min(j > 0 ? rd[std::size_t(j)] - rd[std::size_t(j) - 1] : norm,
+                                j + 1 < n ? rd[std::size_t(j) + 1] - rd[std::size_t(j)] : norm);
+    if (gap < 1e-3 * norm) continue;
+    double overlap = 0.0;
+    for (int k = 0; k < n; ++k) overlap += v(k, j) * rv(k, j);
+    const double sign = overlap < 0.0 ? -1.0 : 1.0;
+    for (int k = 0; k < n; ++k) EXPECT_NEAR(v(k, j), sign * rv(k, j), 1e-10) << k << ", " << j;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, EigensolverSizes, ::testing::Values(2, 3, 4, 9, 16, 17, 33, 65, 100));
+
+TEST(Eigensolver, RandomMatricesAreDiagonalisedToRoundingLevel) {
+  for (const int n : {3, 10, 47, 128, 300}) {
+    const matrix a = testing::random_symmetric(n, 40 + std::uint64_t(n));
+    matrix v = a;
+    std::vector<double> d(n), e(n);
+    int ierr = -1;
+    eisrs1(n, n, d.data(), v.data(), ierr, e.data());
+    ASSERT_EQ(ierr, 0);
+    EXPECT_LT(testing::residual(a, v, d), n * eps * testing::frobenius(a)) << n;
+    EXPECT_LT(testing::orthogonality_error(v), 4 * n * eps) << n;
+    for (int i = 0; i + 1 < n; ++i) EXPECT_LE(d[std::size_t(i)], d[std::size_t(i) + 1]) << n;
+  }
+}
+
+TEST(Eigensolver, UncoupledBlocksStayUncoupled) {
+  // Blocks of 40, 1 and 30 rows: the reduction leaves exact zeros between them,
+  // the iteration splits there, and every eigenvector lives in one block.
+  const int sizes[] = {40, 1, 30}, n = 71;
+  matrix a(n);
+  std::vector<int> block_of(n);
+  for (int b = 0, first = 0; b < 3; first += sizes[b], ++b) {
+    const matrix part = testing::random_symmetric(sizes[b], 900 + std::uint64_t(b));
+    for (int j = 0; j < sizes[b]; ++j) {
+      block_of[std::size_t(first + j)] = b;
+      for (int i = 0; i < sizes[b]; ++i) a(first + i, first + j) = part(i, j);
+    }
+  }
+  matrix v = a, rv = a;
+  std::vector<double> d(n), e(n), rd(n), re(n);
+  int ierr = -1, rierr = -1;
+  eisrs1(n, n, d.data(), v.data(), ierr, e.data());
+  reference::tred2(n, n, rd.data(), re.data(), rv.data());
+  reference::tql2(n, n, rd.data(), re.data(), rv.data(), rierr);
+  ASSERT_EQ(ierr, 0);
+  ASSERT_EQ(rierr, 0);
+  const double norm = testing::frobenius(a);
+  for (int j = 0; j < n; ++j) {
+    EXPECT_NEAR(d[std::size_t(j)], rd[std::size_t(j)], 1e-12 * norm) << j;
+    int home = -1;
+    for (int k = 0; k < n; ++k)
+      if (v(k, j) != 0.0) {
+        if (home < 0) home = block_of[std::size_t(k)];
+        EXPECT_EQ(block_of[std::size_t(k)], home) << "row " << k << " of vector " << j;
+      }
+  }
+  EXPECT_LT(testing::residual(a, v, d), n * eps * norm);
+  EXPECT_LT(testing::orthogonality_error(v), 4 * n * eps);
+}
+
+}  // namespace
+}  // namespace tbrelax

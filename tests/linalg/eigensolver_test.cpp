@@ -1,0 +1,194 @@
+// Exact results, invariances and awkward input of the symmetric eigensolver.
+
+#include "linalg/eigensolver.hpp"
+
+#include <gtest/gtest.h>
+
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "linalg/eigen_test_support.hpp"
+#include "linalg/reference_eigensolver.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::eps;
+using testing::same_bits;
+
+struct eigensystem {
+  std::vector<double> d, e;
+  matrix v;
+  int ierr = -1;
+};
+
+eigensystem solve(const matrix& a) {
+  const int n = a.rows();
+  eigensystem s{std::vector<double>(std::size_t(n)), std::vector<double>(std::size_t(n)), a};
+  tred2(n, n, s.d.data(), s.e.data(), s.v.data());
+  tql2(n, n, s.d.data(), s.e.data(), s.v.data(), s.ierr);
+  return s;
+}
+
+matrix diagonal(const std::vector<double>& values) {
+  matrix a(int(values.size()));
+  for (int i = 0; i < a.rows(); ++i) a(i, i) = values[std::size_t(i)];
+  return a;
+}
+
+// Column j of v must be the unit vector e_{from[j]}, exactly.
+void expect_permutation(const matrix& v, const std::vector<int>& from) {
+  for (int j = 0; j < v.cols(); ++j)
+    for (int i = 0; i < v.rows(); ++i) EXPECT_EQ(v(i, j), i == from[std::size_t(j)] ? 1.0 : 0.0) << i << ", " << j;
+}
+
+TEST(Eigensolver, OneAndTwoRowsNeedNoReflection) {
+  double d = 7.0, e = 7.0, v = -2.5;
+  int ierr = -1;
+  eisrs1(1, 1, &d, &v, ierr, &e);
+  EXPECT_EQ(ierr, 0);
+  EXPECT_EQ(d, -2.5);
+  EXPECT_EQ(e, 0.0);
+  EXPECT_EQ(v, 1.0);
+
+  matrix a(2);
+  a(0, 0) = 1.5;
+  a(1, 0) = -0.75;
+  a(1, 1) = 4.0;
+  a(0, 1) = 1e300;  // above the diagonal: never read
+  std::vector<double> d2(2), e2(2, 9.0);
+  matrix v2 = a;
+  tred2(2, 2, d2.data(), e2.data(), v2.data());
+  EXPECT_EQ(d2, (std::vector<double>{1.5, 4.0}));
+  EXPECT_EQ(e2, (std::vector<double>{0.0, -0.75}));
+  expect_permutation(v2, {0, 1});
+  tql2(2, 2, d2.data(), e2.data(), v2.data(), ierr);
+  EXPECT_EQ(ierr, 0);
+  const double radius = std::hypot(1.25, 0.75);
+  EXPECT_NEAR(d2[0], 2.75 - radius, 16 * eps);
+  EXPECT_NEAR(d2[1], 2.75 + radius, 16 * eps);
+  a(0, 1) = a(1, 0);
+  EXPECT_LT(testing::residual(a, v2, d2), 32 * eps);
+}
+
+TEST(Eigensolver, DiagonalMatrixIsOnlySorted) {
+  const eigensystem s = solve(diagonal({3.0, -1.0, 2.0, 0.0}));
+  EXPECT_EQ(s.ierr, 0);
+  EXPECT_EQ(s.d, (std::vector<double>{-1.0, 0.0, 2.0, 3.0}));
+  expect_permutation(s.v, {1, 3, 2, 0});
+  // Of equal values the first found stays the minimum, which fixes the permutation.
+  const eigensystem t = solve(diagonal({3.0, 1.0, 1.0}));
+  EXPECT_EQ(t.d, (std::vector<double>{1.0, 1.0, 3.0}));
+  expect_permutation(t.v, {1, 2, 0});
+  const eigensystem u = solve(diagonal({2.0, 1.0, 2.0, 1.0}));
+  expect_permutation(u.v, {1, 3, 2, 0});
+}
+
+TEST(Eigensolver, UpperTriangleIsNeverRead) {
+  // Large enough for every threaded path to run.
+  const matrix a = testing::random_symmetric(170, 11);
+  matrix dirty = a;
+  const double junk[] = {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(), -1e308, 3.0};
+  for (int j = 1; j < a.cols(); ++j)
+    for (int i = 0; i < j; ++i) dirty(i, j) = junk[(i + j) % 4];
+  const eigensystem clean = solve(a), s = solve(dirty);
+  EXPECT_EQ(s.ierr, 0);
+  EXPECT_TRUE(same_bits(s.d.data(), clean.d.data(), s.d.size()));
+  EXPECT_TRUE(same_bits(s.v.data(), clean.v.data(), s.v.size()));
+}
+
+TEST(Eigensolver, ScalingByAPowerOfTwoScalesEigenvaluesExactly) {
+  // Every step is homogeneous in the matrix, so a power-of-two factor passes through unrounded.
+  const matrix a = testing::random_symmetric(60, 5);
+  const eigensystem s = solve(a);
+  for (const double factor : {0x1p40, 0x1p-40}) {
+    matrix b = a;
+    for (std::size_t k = 0; k < b.size(); ++k) b.data()[k] *= factor;
+    const eigensystem t = solve(b);
+    for (std::size_t i = 0; i < s.d.size(); ++i) EXPECT_EQ(t.d[i], s.d[i] * factor);
+    EXPECT_TRUE(same_bits(t.v.data(), s.v.data(), s.v.size()));
+  }
+}
+
+TEST(Eigensolver, PaddingRowsAreLeftAlone) {
+  // eisrs1 on a matrix with leading dimension 42 > n, against tred2 and tql2 on the dense one.
+  const int n = 37, nm = 42;
+  const double sentinel = -123.25;
+  const matrix a = testing::random_symmetric(n, 3);
+  matrix padded(nm, n);
+  padded.fill(sentinel);
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < n; ++i) padded(i, j) = a(i, j);
+  std::vector<double> d(n), e(n);
+  int ierr = -1;
+  eisrs1(nm, n, d.data(), padded.data(), ierr, e.data());
+  const eigensystem dense = solve(a);
+  EXPECT_EQ(ierr, dense.ierr);
+  EXPECT_TRUE(same_bits(d.data(), dense.d.data(), d.size()));
+  for (int j = 0; j < n; ++j) {
+    EXPECT_TRUE(same_bits(padded.col(j), dense.v.col(j), std::size_t(n))) << "column " << j;
+    for (int i = n; i < nm; ++i) EXPECT_EQ(padded(i, j), sentinel);
+  }
+}
+
+TEST(Eigensolver, ThreadCountDoesNotChangeTheResult) {
+#ifdef _OPENMP
+  // Threads split rows and columns that are computed independently, never a sum.
+  const matrix a = testing::random_symmetric(300, 21);
+  const int threads = omp_get_max_threads();
+  omp_set_num_threads(1);
+  const eigensystem one = solve(a);
+  omp_set_num_threads(2);
+  const eigensystem two = solve(a);
+  omp_set_num_threads(threads);
+  EXPECT_TRUE(same_bits(one.d.data(), two.d.data(), one.d.size()));
+  EXPECT_TRUE(same_bits(one.v.data(), two.v.data(), one.v.size()));
+#else
+  GTEST_SKIP() << "built without OpenMP";
+#endif
+}
+
+TEST(Tql2, ZeroSubdiagonalSplitsTheMatrix) {
+  // Rows 0-2 and 3-4 are uncoupled: each eigenvector lives in one block, exactly.
+  std::vector<double> d{4.0, 1.0, -2.0, 3.0, 0.5}, e{0.0, 1.0, 0.5, 0.0, 2.0};
+  matrix t = diagonal(d), v = diagonal({1.0, 1.0, 1.0, 1.0, 1.0});
+  for (int i = 1; i < 5; ++i) t(i, i - 1) = t(i - 1, i) = e[std::size_t(i)];
+  int ierr = -1;
+  tql2(5, 5, d.data(), e.data(), v.data(), ierr);
+  EXPECT_EQ(ierr, 0);
+  for (int j = 0; j < 5; ++j) {
+    const bool upper = v(0, j) != 0.0 || v(1, j) != 0.0 || v(2, j) != 0.0;
+    const bool lower = v(3, j) != 0.0 || v(4, j) != 0.0;
+    EXPECT_NE(upper, lower) << "column " << j;
+  }
+  for (int i = 0; i + 1 < 5; ++i) EXPECT_LE(d[std::size_t(i)], d[std::size_t(i) + 1]);
+  EXPECT_LT(testing::residual(t, v, d), 5 * eps * testing::frobenius(t));
+}
+
+TEST(Tql2, NonConvergenceStopsAtOnceAfterApplyingTheRotations) {
+  // The leading 2 x 2 block converges; the NaN below it never can.
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  std::vector<double> d{1.0, 2.0, nan, 4.0}, e{0.0, 0.5, 0.0, 1.0};
+  std::vector<double> rd = d, re = e;
+  matrix v = diagonal({1.0, 1.0, 1.0, 1.0}), rv = v;
+  int ierr = -1, rierr = -1;
+  tql2(4, 4, d.data(), e.data(), v.data(), ierr);
+  reference::tql2(4, 4, rd.data(), re.data(), rv.data(), rierr);
+  EXPECT_EQ(ierr, 3);
+  EXPECT_EQ(rierr, 3);
+  // The first two eigenvalues are final but left in the order they were found.
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_NEAR(d[std::size_t(i)], rd[std::size_t(i)], 4 * eps);
+    EXPECT_NEAR(std::abs(d[std::size_t(i)] - 1.5), std::sqrt(0.5), 4 * eps);
+    for (int k = 0; k < 4; ++k) EXPECT_NEAR(v(k, i), rv(k, i), 4 * eps);
+  }
+  EXPECT_NE(v(1, 0), 0.0);  // the rotations reached v before the return
+}
+
+}  // namespace
+}  // namespace tbrelax
