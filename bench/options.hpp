@@ -1,0 +1,27 @@
+#pragma once
+// The benchmark's command line.
+
+#include <string>
+#include <vector>
+
+namespace tbrelax::bench {
+
+struct options {
+  std::vector<int> sizes{100, 200, 400, 800, 1600};  // basis sizes aimed at
+  std::vector<std::string> families{"flake", "alkane"};
+  std::vector<std::string> solvers;  // empty: every solver the build offers
+  int threads = 0;                   // threads of the size sweep; 0: all OpenMP offers
+  int scaling_size = 800;            // one- against all-thread comparison; 0: none
+  int repeats = 5;                   // evaluations per point; the median is reported
+  int fit_from = 400;                // smallest basis size in the fitted exponent
+  std::string relax = "coronene";    // whole relaxation: "coronene" or "none"
+  std::string json = "tbrelax_bench.json";
+  bool help = false;
+};
+
+// Throws std::invalid_argument with a message for a malformed command line.
+options parse_options(int argc, char** argv);
+
+std::string usage();
+
+}  // namespace tbrelax::bench

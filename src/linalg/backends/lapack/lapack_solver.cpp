@@ -1,0 +1,169 @@
+#include "linalg/backends/lapack/lapack_solver.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+#include <vector>
+
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
+#include "linalg/backends/lapack/lapack_calls.hpp"
+#include "linalg/backends/lapack/lapack_products.hpp"
+#include "linalg/products.hpp"
+
+#ifdef TBRELAX_HAVE_OPENBLAS_THREADS
+extern "C" {
+void openblas_set_num_threads(int);
+int openblas_get_num_threads(void);
+char* openblas_get_config(void);
+char* openblas_get_corename(void);
+}
+#endif
+
+namespace tbrelax {
+namespace {
+
+using clock_type = std::chrono::steady_clock;
+
+double seconds_since(clock_type::time_point start) {
+  return std::chrono::duration<double>(clock_type::now() - start).count();
+}
+
+// Below this order the BLAS threads cost more than they save: waking them, and their spinning
+// after each call, which takes a core from the OpenMP loops around the solve.
+constexpr int blas_threads_from = 500;
+
+// OpenBLAS keeps threads of its own. They follow the OpenMP setting of the caller, so that one
+// knob (OMP_NUM_THREADS, omp_set_num_threads) governs every thread of an evaluation and the two
+// pools never run at once on more cores than asked for. Inside a parallel region the count is
+// left alone: other threads may be calling too.
+void match_blas_threads(int n) {
+#if defined(TBRELAX_HAVE_OPENBLAS_THREADS) && defined(_OPENMP)
+  if (omp_in_parallel()) return;
+  const int wanted = n >= blas_threads_from ? omp_get_max_threads() : 1;
+  if (openblas_get_num_threads() != wanted) openblas_set_num_threads(wanted);
+#else
+  (void)n;
+#endif
+}
+
+class lapack_solver final : public electronic_solver {
+ public:
+  std::string name() const override { return "lapack"; }
+
+  void solve(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
+    const int n = S.rows();
+    out.timings = {};
+    out.negative_overlaps.clear();
+    out.eps.assign(n, 0.0);
+    if (out.P.rows() != n || out.P.cols() != n) out.P = matrix(n, n);
+    if (out.W.rows() != n || out.W.cols() != n) out.W = matrix(n, n);
+    if (n == 0) return;
+    match_blas_threads(n);
+    prepare(n);
+
+    // S = U diag(s) U^T; X = U diag(1/sqrt|s|), each column divided elementwise.
+    auto start = clock_type::now();
+    X_ = S;
+    eigen(X_, s_);
+    out.timings.eigen += seconds_since(start);
+    for (int k = 0; k < n; ++k) {
+      if (s_[k] < 0) {
+        out.negative_overlaps.push_back({k + 1, s_[k]});
+        s_[k] = -s_[k];
+      }
+      const double root = std::sqrt(s_[k]);
+      double* column = X_.col(k);
+      for (int j = 0; j < n; ++j) column[j] = column[j] / root;
+    }
+
+    // H' = X^T (H X), upper triangle only: dsyevd reads no more.
+    start = clock_type::now();
+    lapack::gemm('N', 'N', n, n, n, 1.0, H.data(), n, X_.data(), n, 0.0, T_.data(), n);
+    lapack::upper_product(n, n, 'T', X_.data(), n, 'N', T_.data(), n, orthogonal_h_.data(), n);
+    out.timings.products += seconds_since(start);
+
+    start = clock_type::now();
+    eigen(orthogonal_h_, out.eps);
+    out.timings.eigen += seconds_since(start);
+
+    // Only the occupied orbitals C = X C' are needed; they go where H X was.
+    const int occupied = std::min(occupied_count(electrons), n);
+    start = clock_type::now();
+    double* C = T_.data();
+    lapack::gemm('N', 'N', n, occupied, n, 1.0, X_.data(), n, orthogonal_h_.data(), n, 0.0, C, n);
+    out.timings.products += seconds_since(start);
+
+    start = clock_type::now();
+    densities(C, occupied, electrons, out);
+    out.timings.densities += seconds_since(start);
+  }
+
+ private:
+  // Buffers for order n, and the divide-and-conquer workspace LAPACK asks for.
+  void prepare(int n) {
+    if (X_.rows() == n) return;
+    X_ = matrix(n, n);
+    T_ = matrix(n, n);
+    orthogonal_h_ = matrix(n, n);
+    s_.assign(n, 0.0);
+    int lwork = -1, liwork = -1, info = 0, iwork_size = 0;
+    double work_size = 0;
+    dsyevd_("V", "U", &n, X_.data(), &n, s_.data(), &work_size, &lwork, &iwork_size, &liwork, &info, 1, 1);
+    if (info != 0) throw std::logic_error("dsyevd workspace query failed");
+    // The workspace also holds the scaled occupied orbitals of W (n x n at most).
+    work_.assign(std::max(static_cast<std::size_t>(work_size), static_cast<std::size_t>(n) * n), 0.0);
+    iwork_.assign(static_cast<std::size_t>(iwork_size), 0);
+  }
+
+  // Eigenvalues ascending into w, eigenvectors into the columns of A (upper triangle read).
+  // Where the method fails to converge the eigenvalues are NaN: the energy is then not finite,
+  // which the caller reports.
+  void eigen(matrix& A, std::vector<double>& w) {
+    const int n = A.rows(), lwork = static_cast<int>(work_.size()), liwork = static_cast<int>(iwork_.size());
+    int info = 0;
+    dsyevd_("V", "U", &n, A.data(), &n, w.data(), work_.data(), &lwork, iwork_.data(), &liwork, &info, 1, 1);
+    if (info < 0) throw std::logic_error("dsyevd rejected argument " + std::to_string(-info));
+    if (info > 0) std::fill(w.begin(), w.end(), std::numeric_limits<double>::quiet_NaN());
+  }
+
+  // P = sum f_k C_k C_k^T by rank-k updates (2 for the doubly occupied orbitals, then 1 for an
+  // odd electron), W = C (F E C^T) over the upper triangle with the scaled orbitals in the
+  // eigensolver's workspace, both then mirrored.
+  void densities(const double* C, int occupied, int electrons, electronic_result& out) {
+    const int n = out.P.rows(), doubly = std::min(electrons / 2, occupied);
+    lapack::syrk_upper(n, doubly, 2.0, C, n, 0.0, out.P.data(), n);
+    if (occupied > doubly)
+      lapack::syrk_upper(n, occupied - doubly, 1.0, C + static_cast<std::size_t>(doubly) * n, n, 1.0, out.P.data(), n);
+    double* scaled = work_.data();  // n * occupied <= n^2 fits in its 2 n^2
+    for (int k = 0; k < occupied; ++k) {
+      const double weight = occupation(k, electrons) * out.eps[k];
+      for (int i = 0; i < n; ++i) scaled[i + static_cast<std::size_t>(k) * n] = weight * C[i + static_cast<std::size_t>(k) * n];
+    }
+    lapack::upper_product(n, occupied, 'N', C, n, 'T', scaled, n, out.W.data(), n);
+    mirror_upper_to_lower(out.P);
+    mirror_upper_to_lower(out.W);
+  }
+
+  matrix X_, T_, orthogonal_h_;
+  std::vector<double> s_, work_;
+  std::vector<int> iwork_;
+};
+
+}  // namespace
+
+std::unique_ptr<electronic_solver> make_lapack_solver() { return std::make_unique<lapack_solver>(); }
+
+std::string lapack_description() {
+#ifdef TBRELAX_HAVE_OPENBLAS_THREADS
+  return std::string(openblas_get_config()) + " (core " + openblas_get_corename() + ")";
+#else
+  return "LAPACK and BLAS";
+#endif
+}
+
+}  // namespace tbrelax

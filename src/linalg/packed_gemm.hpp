@@ -1,0 +1,25 @@
+#pragma once
+// The engine of the dense products: C = op(A) diag(w) op(B) with both operands packed into
+// cache-sized blocks and the result built from register tiles (gemm_kernel.hpp), each thread
+// on its own band of columns. Every element of C is summed over the inner dimension in
+// increasing order, in blocks of a fixed length, whatever the thread count: the result does not
+// depend on it.
+
+namespace tbrelax {
+
+// A column-major operand with leading dimension ld: element (i, k) of op(M) is M[i + k ld], or
+// M[k + i ld] when transposed.
+struct gemm_operand {
+  const double* data;
+  int ld;
+  bool transposed;
+};
+
+// C(0:m, 0:n) = op(A) diag(weights) op(B), op(A) m x k, op(B) k x n, C with leading dimension
+// ldc; weights null for none, else k values. With upper_only, only the register tiles that
+// reach the upper triangle (i <= j) are formed: elements below the diagonal are either left as
+// they were or overwritten, and the caller mirrors. C must not overlap A or B.
+void packed_product(int m, int n, int k, gemm_operand A, gemm_operand B, const double* weights, double* C, int ldc,
+                    bool upper_only);
+
+}  // namespace tbrelax

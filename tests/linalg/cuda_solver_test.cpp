@@ -1,0 +1,249 @@
+// The GPU electronic solver against the CPU one, and the run-time fallback to the CPU. The tests
+// that need a device skip without one; the fallback tests run everywhere in a CUDA build.
+
+#ifdef TBRELAX_HAVE_CUDA
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <random>
+
+#include "linalg/backends/cuda/cuda_solver.hpp"
+#include "support/molecules.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::molecule;
+using testing::test_model;
+
+#define SKIP_WITHOUT_DEVICE()                                        \
+  do {                                                               \
+    const std::string problem = cuda_device_problem();               \
+    if (!problem.empty()) GTEST_SKIP() << problem;                   \
+  } while (false)
+
+// The CPU solver the default one falls back to in this build.
+std::string cpu_solver_name() {
+  const auto names = available_solvers();
+  return std::find(names.begin(), names.end(), "lapack") != names.end() ? "lapack" : "own";
+}
+
+// A generalised problem with a known overlap spectrum: S = Q diag(s) Q^T for a random orthogonal
+// Q (Gram-Schmidt twice), H random symmetric.
+struct problem {
+  matrix H, S;
+};
+
+problem random_problem(int n, std::uint64_t seed, const std::vector<double>& negative_overlaps = {}) {
+  std::mt19937_64 rng(seed);
+  std::uniform_real_distribution<double> u(-1.0, 1.0);
+  matrix Q(n);
+  for (int j = 0; j < n; ++j) {
+    for (int i = 0; i < n; ++i) Q(i, j) = u(rng);
+    for (int pass = 0; pass < 2; ++pass)
+      for (int k = 0; k < j; ++k) {
+        double d = 0;
+        for (int i = 0; i < n; ++i) d += Q(i, k) * Q(i, j);
+        for (int i = 0; i < n; ++i) Q(i, j) -= d * Q(i, k);
+      }
+    double norm = 0;
+    for (int i = 0; i < n; ++i) norm += Q(i, j) * Q(i, j);
+    for (int i = 0; i < n; ++i) Q(i, j) /= std::sqrt(norm);
+  }
+  std::vector<double> s(n);
+  for (int k = 0; k < n; ++k) s[k] = k < int(negative_overlaps.size()) ? negative_overlaps[k] : 0.3 + 1.7 * (u(rng) + 1) / 2;
+  problem p{matrix(n), matrix(n)};
+  for (int j = 0; j < n; ++j)
+    for (int i = j; i < n; ++i) {
+      double v = 0;
+      for (int k = 0; k < n; ++k) v += Q(i, k) * s[k] * Q(j, k);
+      p.S(i, j) = p.S(j, i) = v;
+      p.H(i, j) = p.H(j, i) = 10 * u(rng);
+    }
+  return p;
+}
+
+// max |a - b| over the largest magnitude in b (at least 1).
+double relative_difference(const double* a, const double* b, std::size_t count) {
+  double worst = 0, scale = 1;
+  for (std::size_t i = 0; i < count; ++i) {
+    worst = std::max(worst, std::abs(a[i] - b[i]));
+    scale = std::max(scale, std::abs(b[i]));
+  }
+  return worst / scale;
+}
+
+bool same_bits(const std::vector<double>& a, const std::vector<double>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+}
+
+bool same_bits(const matrix& a, const matrix& b) {
+  return a.rows() == b.rows() && a.cols() == b.cols() &&
+         std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+}
+
+void expect_identical(const electronic_result& a, const electronic_result& b) {
+  EXPECT_TRUE(same_bits(a.eps, b.eps));
+  EXPECT_TRUE(same_bits(a.P, b.P));
+  EXPECT_TRUE(same_bits(a.W, b.W));
+  ASSERT_EQ(a.negative_overlaps.size(), b.negative_overlaps.size());
+  for (std::size_t k = 0; k < a.negative_overlaps.size(); ++k) {
+    EXPECT_EQ(a.negative_overlaps[k].index, b.negative_overlaps[k].index);
+    EXPECT_EQ(a.negative_overlaps[k].value, b.negative_overlaps[k].value);
+  }
+}
+
+// The GPU result against the CPU one: eigenvalues and densities to near rounding (relative to
+// their largest element), P and W exactly symmetric, the negative overlap eigenvalues at the same
+// positions.
+void expect_close(const electronic_result& gpu, const electronic_result& cpu) {
+  constexpr double tolerance = 1e-10;
+  ASSERT_EQ(gpu.eps.size(), cpu.eps.size());
+  ASSERT_EQ(gpu.P.size(), cpu.P.size());
+  ASSERT_EQ(gpu.W.size(), cpu.W.size());
+  EXPECT_LT(relative_difference(gpu.eps.data(), cpu.eps.data(), cpu.eps.size()), tolerance);
+  EXPECT_LT(relative_difference(gpu.P.data(), cpu.P.data(), cpu.P.size()), tolerance);
+  EXPECT_LT(relative_difference(gpu.W.data(), cpu.W.data(), cpu.W.size()), tolerance);
+  for (int j = 0; j < gpu.P.cols(); ++j)
+    for (int i = j + 1; i < gpu.P.rows(); ++i) {
+      ASSERT_EQ(gpu.P(i, j), gpu.P(j, i));
+      ASSERT_EQ(gpu.W(i, j), gpu.W(j, i));
+    }
+  ASSERT_EQ(gpu.negative_overlaps.size(), cpu.negative_overlaps.size());
+  for (std::size_t k = 0; k < cpu.negative_overlaps.size(); ++k) {
+    EXPECT_EQ(gpu.negative_overlaps[k].index, cpu.negative_overlaps[k].index);
+    EXPECT_NEAR(gpu.negative_overlaps[k].value, cpu.negative_overlaps[k].value, 1e-13);
+  }
+}
+
+// ---- In every CUDA build, with or without a device ----
+
+TEST(CudaFallback, SolverNamesAndThreshold) {
+  const auto names = available_solvers();
+  EXPECT_NE(std::find(names.begin(), names.end(), "cuda"), names.end());
+  // By name the GPU solver exists exactly where a device is usable.
+  const auto gpu = make_solver("cuda");
+  EXPECT_EQ(gpu == nullptr, !cuda_device_problem().empty());
+  if (gpu) {
+    EXPECT_EQ(gpu->name(), "cuda");
+  }
+  EXPECT_EQ(make_default_solver()->name(), "cuda+" + cpu_solver_name());
+
+  EXPECT_EQ(parse_gpu_min_basis(nullptr), default_gpu_min_basis);
+  EXPECT_EQ(parse_gpu_min_basis(""), default_gpu_min_basis);
+  EXPECT_EQ(parse_gpu_min_basis("0"), 0);
+  EXPECT_EQ(parse_gpu_min_basis("1200"), 1200);
+  for (const char* bad : {"-5", "abc", "12x", " 12", "1e3", "99999999999999"})
+    EXPECT_EQ(parse_gpu_min_basis(bad), default_gpu_min_basis) << bad;
+}
+
+// Small molecules stay on the CPU whatever the machine: energy and forces bit for bit.
+TEST(CudaFallback, DefaultSolverRepeatsTheCpuOnSmallMolecules) {
+  for (const auto& atoms : {testing::water_atoms(), testing::benzene_atoms()}) {
+    common_var a = molecule(atoms), b = a;
+    ASSERT_LT(a.wfunc_count, default_gpu_min_basis);
+    if (a.wfunc_count >= gpu_min_basis_from_environment() && cuda_device_problem().empty())
+      GTEST_SKIP() << gpu_min_basis_variable << " sends this molecule to the GPU";
+    test_model by_default, cpu(make_solver(cpu_solver_name()));
+    EXPECT_EQ(force(a, by_default.model), force(b, cpu.model));
+    EXPECT_TRUE(same_bits(a.fx, b.fx) && same_bits(a.fy, b.fy) && same_bits(a.fz, b.fz));
+  }
+}
+
+TEST(CudaFallback, WithoutDeviceEverySizeGoesToTheCpu) {
+  if (cuda_device_problem().empty()) GTEST_SKIP() << "a usable CUDA device is present";
+  cuda_dispatch_solver solver(make_own_solver(), 0);
+  auto own = make_own_solver();
+  for (int n : {5, 30}) {
+    const problem p = random_problem(n, 11 + n, {-0.02});
+    electronic_result a, b;
+    solver.solve(p.H, p.S, n + 1, a);
+    own->solve(p.H, p.S, n + 1, b);
+    EXPECT_FALSE(solver.last_solve_on_gpu());
+    expect_identical(a, b);
+  }
+  EXPECT_EQ(solver.gpu_problem().rfind("no usable CUDA device: ", 0), 0u) << solver.gpu_problem();
+}
+
+// ---- With a device ----
+
+// One solver object through growing and shrinking sizes (its buffers are reused), odd and even
+// and zero electron counts, and overlap matrices with negative eigenvalues.
+TEST(CudaSolver, MatchesTheCpuOnGeneralisedProblems) {
+  SKIP_WITHOUT_DEVICE();
+  auto gpu = make_solver("cuda");
+  auto cpu = make_solver(cpu_solver_name());
+  struct item {
+    int n, electrons;
+    std::vector<double> negatives;
+  };
+  for (const item& c : std::vector<item>{{1, 1, {}}, {40, 40, {-0.2, -0.1}}, {130, 97, {}}, {7, 0, {}},
+                                         {64, 128, {-0.3}}, {130, 130, {}}}) {
+    SCOPED_TRACE("n = " + std::to_string(c.n) + ", electrons = " + std::to_string(c.electrons));
+    const problem p = random_problem(c.n, 100 + c.n, c.negatives);
+    electronic_result g, r;
+    gpu->solve(p.H, p.S, c.electrons, g);
+    cpu->solve(p.H, p.S, c.electrons, r);
+    expect_close(g, r);
+    EXPECT_EQ(g.negative_overlaps.size(), c.negatives.size());
+    EXPECT_GT(g.timings.eigen, 0);
+  }
+}
+
+// Energy within 1e-9 eV and forces within 1e-7 eV/angstrom of the CPU path, on molecules whose
+// highest occupied level is not degenerate (else the density depends on the eigenvectors chosen).
+TEST(CudaSolver, EnergyAndForcesMatchTheCpu) {
+  SKIP_WITHOUT_DEVICE();
+  std::vector<testing::atom> alkane;  // a zigzag C12H26 chain
+  for (int k = 0; k < 12; ++k) {
+    const double x = 1.26 * k, z = (k % 2) ? 0.44 : -0.44, side = (k % 2) ? 1 : -1;
+    alkane.push_back({'C', {x, 0, z}});
+    alkane.push_back({'H', {x, 0.89, z + side * 0.63}});
+    alkane.push_back({'H', {x, -0.89, z + side * 0.63}});
+  }
+  alkane.push_back({'H', {-1.0, 0, -0.8}});
+  alkane.push_back({'H', {1.26 * 11 + 1.0, 0, 0.8}});
+  for (const auto& atoms : {testing::water_atoms(), testing::formaldehyde_atoms(), testing::hcn_atoms(),
+                            testing::bent_n2o_atoms(), alkane}) {
+    common_var a = molecule(atoms), b = a;
+    test_model gpu(make_solver("cuda")), cpu(make_solver(cpu_solver_name()));
+    evaluation_details details;
+    const double Eg = force(a, gpu.model), Ec = force(b, cpu.model, &details);
+    const int homo = occupied_count(b.el_count) - 1;
+    ASSERT_GT(details.eps[homo + 1] - details.eps[homo], 1e-3) << "degenerate frontier levels";
+    EXPECT_NEAR(Eg, Ec, 1e-9) << atoms.size() << " atoms";
+    for (int i = 0; i < a.at_count; ++i) {
+      EXPECT_NEAR(a.fx[i], b.fx[i], 1e-7);
+      EXPECT_NEAR(a.fy[i], b.fy[i], 1e-7);
+      EXPECT_NEAR(a.fz[i], b.fz[i], 1e-7);
+    }
+    EXPECT_EQ(gpu.screen.str(), cpu.screen.str());
+  }
+}
+
+TEST(CudaSolver, DispatcherTurnsToTheGpuAtItsThreshold) {
+  SKIP_WITHOUT_DEVICE();
+  cuda_dispatch_solver solver(make_own_solver(), 20);
+  auto own = make_own_solver();
+  for (int n : {19, 20, 8}) {
+    const problem p = random_problem(n, 7 * n);
+    electronic_result a, b;
+    solver.solve(p.H, p.S, n, a);
+    own->solve(p.H, p.S, n, b);
+    EXPECT_EQ(solver.last_solve_on_gpu(), n >= 20) << n;
+    if (n < 20) {
+      expect_identical(a, b);
+    } else {
+      expect_close(a, b);
+    }
+  }
+  EXPECT_EQ(solver.gpu_problem(), "");
+}
+
+}  // namespace
+}  // namespace tbrelax
+
+#endif  // TBRELAX_HAVE_CUDA
