@@ -30,13 +30,14 @@ struct setup {
   std::istringstream keyboard;
   console con{screen, keyboard, false};
   std::unique_ptr<electronic_solver> solver;
+  evaluation_workspace workspace;
 
   setup(const molecule_spec& m, const std::string& name) : solver(make_solver(name)) {
     if (!solver) throw std::invalid_argument("this build offers no solver '" + name + "'");
     load_molecule(c, m.types, m.positions, m.formula);
     read_param(par, drv, c);
   }
-  energy_model model() { return {par, *solver, con}; }
+  energy_model model() { return {par, *solver, con, &workspace}; }
 };
 
 void use_threads(int threads) {

@@ -29,7 +29,8 @@ struct calculation {
   std::istringstream no_keyboard;
   console con;
   std::unique_ptr<electronic_solver> solver = make_default_solver();
-  energy_model model{par, *solver, con};
+  evaluation_workspace workspace;
+  energy_model model{par, *solver, con, &workspace};
 };
 
 // Runs `work` for one file. A fault is written to `err` as a compiler-style message naming the

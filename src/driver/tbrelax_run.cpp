@@ -40,7 +40,8 @@ void run_tbrelax(common_var& c, param& par, drive& drv, console& con, electronic
   }
 
   con.print("geometry optimization...");
-  const energy_model model{par, solver, con};
+  evaluation_workspace workspace;
+  const energy_model model{par, solver, con, &workspace};
   report_observer observer(con);
   try {
     relax(c, drv, model, observer);

@@ -27,17 +27,21 @@ void eigen_in_place(matrix& A, std::vector<double>& eps, std::vector<double>& sc
 }  // namespace
 
 void enonort(std::vector<double>& eps, const matrix& H, const matrix& S, matrix& C,
-             std::vector<negative_overlap>& negatives, solver_timings* timings) {
+             std::vector<negative_overlap>& negatives, solver_timings* timings, orthogonalisation_workspace* workspace) {
   const int n = S.rows();
   eps.assign(n, 0.0);
   negatives.clear();
-  C = matrix(n, n);
+  if (C.rows() != n || C.cols() != n) C = matrix(n, n);
   if (n == 0) return;
-  std::vector<double> scratch(n);
+  orthogonalisation_workspace local_workspace;
+  orthogonalisation_workspace& w = workspace ? *workspace : local_workspace;
+  std::vector<double>& scratch = w.scratch;
+  scratch.resize(n);
+  matrix& X = w.X;
   solver_timings local;
 
   auto start = clock_type::now();
-  matrix X = S;
+  X = S;  // reuses X's storage when the order is unchanged
   eigen_in_place(X, eps, scratch);
   local.eigen += seconds_since(start);
 
@@ -52,7 +56,8 @@ void enonort(std::vector<double>& eps, const matrix& H, const matrix& S, matrix&
   }
 
   start = clock_type::now();
-  matrix T, orthogonal_h;
+  matrix& T = w.T;
+  matrix& orthogonal_h = w.orthogonal_h;
   multiply(H, X, T);
   multiply_transposed_symmetric(X, T, orthogonal_h);
   local.products += seconds_since(start);

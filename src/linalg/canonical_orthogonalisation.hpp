@@ -14,7 +14,15 @@ namespace tbrelax {
 // S-orthonormal, with eps ascending. Negative overlap eigenvalues are recorded and replaced by
 // their absolute values. H and S are only read. A zero overlap eigenvalue divides by zero: the
 // energy is then not finite, which the relaxation reports.
+// Matrices of one solve, kept by a caller that solves again and again at the same order so that
+// they are not allocated and faulted in anew every time.
+struct orthogonalisation_workspace {
+  matrix X, T, orthogonal_h;
+  std::vector<double> scratch;
+};
+
 void enonort(std::vector<double>& eps, const matrix& H, const matrix& S, matrix& C,
-             std::vector<negative_overlap>& negatives, solver_timings* timings = nullptr);
+             std::vector<negative_overlap>& negatives, solver_timings* timings = nullptr,
+             orthogonalisation_workspace* workspace = nullptr);
 
 }  // namespace tbrelax

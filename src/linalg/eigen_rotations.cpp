@@ -149,7 +149,7 @@ void rotation_log::flush() {
   const int full = n_ / block_rows, tail = n_ - full * block_rows;
   const int blocks = full + (tail > 0 ? 1 : 0);
 #ifdef _OPENMP
-#pragma omp parallel for schedule(dynamic) if (n_ >= 6 * block_rows)
+#pragma omp parallel for schedule(static) if (n_ >= 6 * block_rows)
 #endif
   for (int b = 0; b < blocks; ++b) {
     if (b < full) {

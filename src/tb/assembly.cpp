@@ -1,8 +1,8 @@
 #include "tb/assembly.hpp"
 
-#include <algorithm>
 #include <cmath>
 
+#include "linalg/products.hpp"
 #include "state/element.hpp"
 #include "tb/overlap_integrals.hpp"
 #include "tb/overlap_table.hpp"
@@ -138,15 +138,6 @@ void assemble_hamiltonian(int only_atom, const common_var& c, const param& par, 
   mirror_upper(H);
 }
 
-void mirror_upper(matrix& M) {
-  // In square tiles, so that the row read of the upper triangle stays in cache.
-  constexpr int tile = 64;
-  const int n = M.rows();
-#pragma omp parallel for schedule(dynamic) if (n > 512)
-  for (int k0 = 0; k0 < n; k0 += tile)
-    for (int l0 = k0; l0 < n; l0 += tile)
-      for (int k = k0; k < std::min(k0 + tile, n); ++k)
-        for (int l = std::max(l0, k + 1); l < std::min(l0 + tile, n); ++l) M(l, k) = M(k, l);
-}
+void mirror_upper(matrix& M) { mirror_upper_to_lower(M); }
 
 }  // namespace tbrelax

@@ -62,13 +62,20 @@ double force(common_var& c, const energy_model& model, evaluation_details* detai
   const param& par = model.par;
   const int n = c.wfunc_count;
 
+  evaluation_workspace local;
+  evaluation_workspace& work = model.workspace ? *model.workspace : local;
+  matrix& S = work.S;
+  matrix& H = work.H;
+  electronic_result& electrons = work.electrons;
+
+  // Every element of S and H is written below, so storage kept from a previous call needs no clearing.
   auto start = clock_type::now();
-  matrix S(n), H(n);
+  if (S.rows() != n) S = matrix(n);
+  if (H.rows() != n) H = matrix(n);
   assemble_overlap(all_atoms, c, par, S);
   assemble_hamiltonian(all_atoms, c, par, S, H);
   const double assembly_seconds = seconds_since(start);
 
-  electronic_result electrons;
   model.solver.solve(H, S, c.el_count, electrons);
   for (const negative_overlap& s : electrons.negative_overlaps) {
     model.con.print(" Error S<0.", s.index, s.value);
@@ -99,7 +106,7 @@ double force(common_var& c, const energy_model& model, evaluation_details* detai
   pulling_pair(c, c.na7, c.na8, c.ff78);
 
   if (details) {
-    details->eps = std::move(electrons.eps);
+    details->eps = electrons.eps;
     details->repulsive_energy = repulsive_energy;
     details->assembly_seconds = assembly_seconds;
     details->displacement_seconds = displacement_seconds;
