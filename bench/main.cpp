@@ -50,8 +50,10 @@ results run(const options& o) {
         print_evaluation(std::cout, r.scaling.back());
       }
   }
-  if (o.relax == "coronene")
-    for (const std::string& solver : solvers) r.relaxations.push_back(time_relaxation(coronene(), solver, threads));
+  if (o.relax != "none") {
+    const molecule_spec m = o.relax == "coronene" ? coronene() : molecule_near("flake", std::stoi(o.relax.substr(6)));
+    for (const std::string& solver : solvers) r.relaxations.push_back(time_relaxation(m, solver, threads));
+  }
   r.load_after = load_average();
   return r;
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <sstream>
 #include <stdexcept>
 
 #ifdef _OPENMP
@@ -10,35 +9,22 @@
 #endif
 
 #include "bench/heap_tracking.hpp"
+#include "driver/model_session.hpp"
 #include "driver/relaxation.hpp"
-#include "io/console.hpp"
-#include "linalg/electronic_solver.hpp"
-#include "params/read_param.hpp"
-#include "tb/force.hpp"
 
 namespace tbrelax::bench {
 namespace {
 
 using clock_type = std::chrono::steady_clock;
 
-// The molecule, the constants and a console that never waits, for one solver.
-struct setup {
-  common_var c;
-  param par;
-  drive drv;
-  std::ostringstream screen;
-  std::istringstream keyboard;
-  console con{screen, keyboard, false};
-  std::unique_ptr<electronic_solver> solver;
-  evaluation_workspace workspace;
-
-  setup(const molecule_spec& m, const std::string& name) : solver(make_solver(name)) {
-    if (!solver) throw std::invalid_argument("this build offers no solver '" + name + "'");
-    load_molecule(c, m.types, m.positions, m.formula);
-    read_param(par, drv, c);
-  }
-  energy_model model() { return {par, *solver, con, &workspace}; }
-};
+// A session for one solver, holding the molecule.
+std::unique_ptr<model_session> session_for(const molecule_spec& m, const std::string& name) {
+  auto solver = make_solver(name);
+  if (!solver) throw std::invalid_argument("this build offers no solver '" + name + "'");
+  auto s = std::make_unique<model_session>(std::move(solver));
+  load_molecule(s->c, m.types, m.positions, m.formula);
+  return s;
+}
 
 void use_threads(int threads) {
 #ifdef _OPENMP
@@ -67,8 +53,9 @@ int default_threads() {
 evaluation_figures time_evaluations(const molecule_spec& m, const std::string& solver, int threads, int repeats) {
   const int threads_before = default_threads();
   use_threads(threads);
-  setup s(m, solver);
-  const energy_model model = s.model();
+  const auto session = session_for(m, solver);
+  model_session& s = *session;
+  const energy_model& model = s.model;
   evaluation_figures f;
   f.family = m.family;
   f.formula = m.formula;
@@ -110,13 +97,14 @@ evaluation_figures time_evaluations(const molecule_spec& m, const std::string& s
 relaxation_figures time_relaxation(const molecule_spec& m, const std::string& solver, int threads) {
   const int threads_before = default_threads();
   use_threads(threads);
-  setup s(m, solver);
+  const auto session = session_for(m, solver);
+  model_session& s = *session;
   struct silent final : relaxation_observer {
     void block_started(int, const common_var&, double) override {}
     void block_finished(int, const common_var&, double, double) override {}
   } observer;
   const auto start = clock_type::now();
-  const relaxation_result r = relax(s.c, s.drv, s.model(), observer);
+  const relaxation_result r = relax(s.c, s.drv, s.model, observer);
   relaxation_figures f{m.formula, solver, static_cast<int>(m.types.size()), m.basis_size, default_threads(),
                        r.blocks, r.evaluations, std::chrono::duration<double>(clock_type::now() - start).count(), r.E};
   use_threads(threads_before);

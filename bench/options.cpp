@@ -40,7 +40,8 @@ std::string usage() {
          "  --scaling-size N    basis size of the 1 thread against N threads run (default 800; 0: none)\n"
          "  --repeats N         evaluations per point, median reported (default 5)\n"
          "  --fit-from N        smallest basis size in the fitted exponent (default 400)\n"
-         "  --relax NAME        whole relaxation: coronene or none (default coronene)\n"
+         "  --relax NAME        whole relaxation: coronene, flake:N (the flake of basis size\n"
+         "                      nearest N) or none (default coronene)\n"
          "  --json PATH         JSON results (default tbrelax_bench.json; '' for none)\n"
          "  --quick             sizes 100,200,400, one family, 1 repeat, scaling at 400: a smoke test\n";
 }
@@ -74,7 +75,9 @@ options parse_options(int argc, char** argv) {
       o.fit_from = to_int(arg, value(), 0);
     } else if (arg == "--relax") {
       o.relax = value();
-      if (o.relax != "coronene" && o.relax != "none") throw std::invalid_argument("--relax takes coronene or none");
+      if (o.relax.starts_with("flake:")) to_int(arg, o.relax.substr(6), 1);
+      else if (o.relax != "coronene" && o.relax != "none")
+        throw std::invalid_argument("--relax takes coronene, flake:N or none");
     } else if (arg == "--json") {
       o.json = value();
     } else if (arg == "--quick") {

@@ -14,7 +14,7 @@ struct options {
   int scaling_size = 800;            // one- against all-thread comparison; 0: none
   int repeats = 5;                   // evaluations per point; the median is reported
   int fit_from = 400;                // smallest basis size in the fitted exponent
-  std::string relax = "coronene";    // whole relaxation: "coronene" or "none"
+  std::string relax = "coronene";    // whole relaxation: "coronene", "flake:N" or "none"
   std::string json = "tbrelax_bench.json";
   bool help = false;
 };

@@ -23,7 +23,7 @@ evaluation_result evaluate(const std::vector<std::string>& symbols, const positi
   load_checked(s, symbols, positions);
   evaluation_details details;
   evaluation_result r;
-  r.energy = force(s.c, s.model(), &details);
+  r.energy = force(s.c, s.model, &details);
   const common_var& c = s.c;
   r.forces.reserve(3 * c.at_count);
   for (int a = 0; a < c.at_count; ++a) r.forces.insert(r.forces.end(), {c.fx[a], c.fy[a], c.fz[a]});
@@ -37,7 +37,7 @@ evaluation_result evaluate(const std::vector<std::string>& symbols, const positi
 hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions) {
   model_session s;
   load_checked(s, symbols, positions);
-  hess_cre(s.c, s.model());
+  hess_cre(s.c, s.model);
   if (!all_finite(s.c.hess)) throw numerical_error("the Hessian has a non-finite entry");
   // hess is symmetric, so its column-major storage reads the same row by row.
   return {std::move(s.c.hess), s.screen.str()};

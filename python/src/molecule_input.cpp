@@ -2,7 +2,6 @@
 
 #include <cmath>
 
-#include "params/read_param.hpp"
 #include "state/coincident_atoms.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
@@ -33,7 +32,6 @@ void load_checked(model_session& s, const std::vector<std::string>& symbols, con
       if (!std::isfinite(q)) throw input_rejected("atom " + std::to_string(a) + " has a non-finite coordinate");
   }
   load_molecule(s.c, types, positions);
-  read_param(s.par, s.drv, s.c);
   if (auto pair = find_coincident_atoms(s.c))
     throw input_rejected("atoms " + std::to_string(pair->first) + " and " + std::to_string(pair->second) +
                          " are at the same position (closer than 1e-10 angstrom)");

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <sstream>
 
+#include <unistd.h>
+
 #include "io/console.hpp"
 #include "io/read_coord.hpp"
 #include "state/errors.hpp"
@@ -75,6 +77,19 @@ TEST(WriCrd, UnwritableTargetIsAnIoError) {
     EXPECT_EQ(e.where().file, (dir / "output.xyz").string());
     EXPECT_EQ(std::string(e.what()), "cannot write: Is a directory");
   }
+}
+
+TEST(WriCrd, ReadOnlyDirectoryIsAnIoError) {
+  if (::geteuid() == 0) GTEST_SKIP() << "permissions do not bind the superuser";
+  temp_dir dir;
+  std::filesystem::permissions(dir.path(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  try {
+    wri_crd(water(), -20.0, (dir / "output.xyz").string());
+    ADD_FAILURE() << "the report was written into a read-only directory";
+  } catch (const io_error& e) {
+    EXPECT_EQ(std::string(e.what()), "cannot write: Permission denied");
+  }
+  std::filesystem::permissions(dir.path(), std::filesystem::perms::owner_all);
 }
 
 TEST(WriCrd, AtomLinesReadBackAsTheSameAtoms) {

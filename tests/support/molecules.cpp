@@ -55,12 +55,6 @@ std::vector<atom> benzene_atoms() {
   return atoms;
 }
 
-test_model::test_model(std::unique_ptr<electronic_solver> s, const std::string& keys)
-    : keyboard(keys), solver(std::move(s)), model{par, *solver, con} {
-  common_var unused;
-  read_param(par, drv, unused);
-}
-
 double numerical_force(common_var c, test_model& m, int a, int axis, double h) {
   std::vector<double>* q[3] = {&c.x, &c.y, &c.z};
   const double q0 = (*q[axis])[a];

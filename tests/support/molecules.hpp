@@ -2,15 +2,11 @@
 // Molecules built in code for the tests, and an energy model on string streams.
 
 #include <array>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "io/console.hpp"
-#include "linalg/electronic_solver.hpp"
+#include "driver/model_session.hpp"
 #include "state/common_var.hpp"
-#include "state/param.hpp"
-#include "tb/force.hpp"
 
 namespace tbrelax::testing {
 
@@ -31,18 +27,8 @@ std::vector<atom> hcn_atoms();
 std::vector<atom> bent_n2o_atoms();
 std::vector<atom> benzene_atoms();
 
-// Everything an evaluation needs, with a console whose keyboard holds `keys`.
-struct test_model {
-  param par;
-  drive drv;
-  std::ostringstream screen;
-  std::istringstream keyboard;
-  console con{screen, keyboard};
-  std::unique_ptr<electronic_solver> solver;
-  energy_model model;
-
-  explicit test_model(std::unique_ptr<electronic_solver> s = make_default_solver(), const std::string& keys = "");
-};
+// Tests evaluate through a session whose console pauses on the keys they give.
+using test_model = model_session;
 
 // Minus the central-difference gradient of the energy (step h, angstrom) for coordinate axis of atom a.
 double numerical_force(common_var c, test_model& m, int a, int axis, double h = 1e-5);

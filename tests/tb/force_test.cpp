@@ -38,5 +38,29 @@ TEST(Force, HydrogenMoleculeReferenceValues) {
   EXPECT_NEAR(c.felz[1], 0.0, 1e-5);
 }
 
+// Our own solver, reporting two made-up negative overlap eigenvalues.
+class indefinite_overlap final : public electronic_solver {
+ public:
+  std::string name() const override { return "indefinite"; }
+  void solve(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
+    inner_->solve(H, S, electrons, out);
+    out.negative_overlaps = {{1, -0.25}, {2, -1e-3}};
+  }
+
+ private:
+  std::unique_ptr<electronic_solver> inner_ = make_own_solver();
+};
+
+TEST(Force, EachNegativeOverlapEigenvalueGetsItsLineAndPause) {
+  test_model m(std::make_unique<indefinite_overlap>(), "a\nb\nc\n");
+  common_var c = molecule(testing::water_atoms());
+  EXPECT_NEAR(force(c, m.model), -8.6857502, 5e-8);  // the evaluation goes on
+  EXPECT_EQ(m.screen.str(), "  Error S<0.           1  -2.5000000000000000E-01\n"
+                            "  Error S<0.           2  -1.0000000000000000E-03\n");
+  std::string left;
+  std::getline(m.keyboard, left);
+  EXPECT_EQ(left, "c");
+}
+
 }  // namespace
 }  // namespace tbrelax
