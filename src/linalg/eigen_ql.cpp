@@ -1,10 +1,15 @@
 // Implicit QL iteration on a symmetric tridiagonal matrix. The iteration runs
 // on d and e alone; its plane rotations go to a log that applies them to the
-// columns of v in batches. The eigenpairs are sorted at the end.
+// columns of v in batches, on the calling thread or, for larger matrices, on a
+// second thread while the iteration goes on. The eigenpairs are sorted at the end.
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+
+#ifdef _OPENMP
+#include <omp.h>
+#endif
 
 #include "linalg/eigen_rotations.hpp"
 #include "linalg/eigensolver.hpp"
@@ -14,6 +19,8 @@ namespace {
 
 constexpr double epsilon = 2.220446049250313e-16;  // 2^-52
 constexpr int max_iterations = 50;
+// Order from which the rotations are applied on a second thread.
+constexpr int pipelined_from = 96;
 
 // Ascending selection sort by strict comparison: of equal values the earliest
 // is taken as the minimum, so two equal eigenvalues are never exchanged.
@@ -34,15 +41,10 @@ void sort_pairs(int n, std::size_t ld, double* d, double* v) {
   }
 }
 
-}  // namespace
-
-void tql2(int nm, int n, double* d, double* e, double* v, int& ierr) {
-  ierr = 0;
-  if (n <= 1) return;
-  for (int i = 1; i < n; ++i) e[i - 1] = e[i];
-  e[n - 1] = 0.0;
-
-  eigen_detail::rotation_log log(v, nm, n);
+// The QL iteration on d and e (e already shifted down), recording its
+// rotations in log. Returns ierr; the log is flushed in every case.
+template <class Log>
+int iterate(int n, double* d, double* e, Log& log) {
   double f = 0.0;  // sum of the shifts so far
   double b = 0.0;  // negligibility threshold, never lowered
   for (int l = 0; l < n; ++l) {
@@ -90,15 +92,46 @@ void tql2(int nm, int n, double* d, double* e, double* v, int& ierr) {
         if (std::abs(e[l]) <= b) break;
         if (iter == max_iterations) {
           log.flush();
-          ierr = l + 1;
-          return;
+          return l + 1;
         }
       }
     }
     d[l] += f;
   }
   log.flush();
-  sort_pairs(n, std::size_t(nm), d, v);
+  return 0;
+}
+
+}  // namespace
+
+void tql2(int nm, int n, double* d, double* e, double* v, int& ierr) {
+  ierr = 0;
+  if (n <= 1) return;
+  for (int i = 1; i < n; ++i) e[i - 1] = e[i];
+  e[n - 1] = 0.0;
+
+#ifdef _OPENMP
+  // A second thread applies the rotations while the first records the next ones.
+  if (n >= pipelined_from && omp_get_max_threads() > 1) {
+    eigen_detail::rotation_pipeline pipeline(v, nm, n);
+    int result = 0;
+#pragma omp parallel num_threads(2)
+    {
+      if (omp_get_thread_num() == 0) {
+        result = iterate(n, d, e, pipeline);
+        pipeline.finish();
+      } else {
+        pipeline.serve();
+      }
+    }
+    ierr = result;
+  } else
+#endif
+  {
+    eigen_detail::rotation_log log(v, nm, n);
+    ierr = iterate(n, d, e, log);
+  }
+  if (ierr == 0) sort_pairs(n, std::size_t(nm), d, v);
 }
 
 }  // namespace tbrelax

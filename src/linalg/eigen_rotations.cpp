@@ -13,7 +13,7 @@ namespace {
 // Rotations held per row of v before they are applied: each flush walks v once,
 // so this many keep that walk a small part of the work, in O(n) memory.
 constexpr std::size_t rotations_per_row = 64;
-constexpr int block_rows = 16;
+constexpr int block_rows = rotation_block_rows;
 constexpr int block_vectors = block_rows / width;  // vectors per column of a block
 // Sweeps applied together in one walk over a block of rows: as many as keep
 // their running columns in registers (32 of them with AVX-512, 16 otherwise).
@@ -98,22 +98,22 @@ constexpr auto group_kernels = make_kernels(std::make_integer_sequence<int, max_
 
 }  // namespace
 
-rotation_log::rotation_log(double* v, int nm, int n)
-    : v_(v), ld_(std::size_t(nm)), n_(n), rotations_(rotations_per_row * std::size_t(n)) {}
-
-rotation* rotation_log::begin_sweep(int lo, int hi) {
-  const std::size_t count = std::size_t(hi - lo);
-  if (used_ + count > rotations_.size()) flush();
+rotation* rotation_batch::add_sweep(int lo, int hi) {
   const std::size_t offset = used_;
   sweeps_.push_back({lo, hi, offset});
-  used_ += count;
+  used_ += std::size_t(hi - lo);
   return rotations_.data() + offset;
+}
+
+void rotation_batch::clear() {
+  sweeps_.clear();
+  used_ = 0;
 }
 
 // Gathers consecutive sweeps into groups over a common range of columns; a
 // group stops growing when the steps a sweep merely passes through would add
 // more than an eighth to the work.
-void rotation_log::group_sweeps() {
+void rotation_batch::seal() {
   groups_.clear();
   members_.clear();
   std::size_t a = 0;
@@ -138,34 +138,38 @@ void rotation_log::group_sweeps() {
   }
 }
 
-void rotation_log::apply_groups(double* rows, std::size_t ld) const {
+void rotation_batch::apply_groups(double* rows, std::size_t ld) const {
   for (const group& g : groups_)
     group_kernels[std::size_t(g.count - 1)](rows, ld, g.lo, g.hi, rotations_.data(), members_.data() + g.members);
 }
 
-void rotation_log::flush() {
-  if (sweeps_.empty()) return;
-  group_sweeps();
-  const int full = n_ / block_rows, tail = n_ - full * block_rows;
-  const int blocks = full + (tail > 0 ? 1 : 0);
-#ifdef _OPENMP
-#pragma omp parallel for schedule(static) if (n_ >= 6 * block_rows)
-#endif
-  for (int b = 0; b < blocks; ++b) {
-    if (b < full) {
-      apply_groups(v_ + std::size_t(b) * block_rows, ld_);
-      continue;
-    }
-    // The last rows go through a zero-padded copy, so that one kernel serves all.
-    tail_.assign(std::size_t(block_rows) * std::size_t(n_), 0.0);
-    const double* src = v_ + std::size_t(full) * block_rows;
-    for (int j = 0; j < n_; ++j) std::copy_n(src + std::size_t(j) * ld_, tail, tail_.data() + std::size_t(j) * block_rows);
-    apply_groups(tail_.data(), block_rows);
-    double* dst = v_ + std::size_t(full) * block_rows;
-    for (int j = 0; j < n_; ++j) std::copy_n(tail_.data() + std::size_t(j) * block_rows, tail, dst + std::size_t(j) * ld_);
+void rotation_batch::apply_to_block(double* v, std::size_t ld, int n, int b, std::vector<double>& tail) const {
+  double* rows = v + std::size_t(b) * block_rows;
+  const int count = std::min(block_rows, n - b * block_rows);
+  if (count == block_rows) {
+    apply_groups(rows, ld);
+    return;
   }
-  sweeps_.clear();
-  used_ = 0;
+  // The last rows go through a zero-padded copy, so that one kernel serves all.
+  tail.assign(std::size_t(block_rows) * std::size_t(n), 0.0);
+  for (int j = 0; j < n; ++j) std::copy_n(rows + std::size_t(j) * ld, count, tail.data() + std::size_t(j) * block_rows);
+  apply_groups(tail.data(), block_rows);
+  for (int j = 0; j < n; ++j) std::copy_n(tail.data() + std::size_t(j) * block_rows, count, rows + std::size_t(j) * ld);
+}
+
+rotation_log::rotation_log(double* v, int nm, int n)
+    : v_(v), ld_(std::size_t(nm)), n_(n), batch_(rotations_per_row * std::size_t(n)) {}
+
+rotation* rotation_log::begin_sweep(int lo, int hi) {
+  if (!batch_.fits(lo, hi)) flush();
+  return batch_.add_sweep(lo, hi);
+}
+
+void rotation_log::flush() {
+  if (batch_.empty()) return;
+  batch_.seal();
+  for (int b = 0; b < rotation_blocks(n_); ++b) batch_.apply_to_block(v_, ld_, n_, b, tail_);
+  batch_.clear();
 }
 
 }  // namespace tbrelax::eigen_detail

@@ -5,9 +5,12 @@
 // so they are recorded as the iteration produces them and later applied to the
 // vectors a block of rows at a time: every recorded rotation, in order, to one
 // block of rows while it sits in cache, then the next block. Each row sees the
-// same rotations in the same order as if they had been applied at once.
+// same rotations in the same order as if they had been applied at once, so the
+// vectors do not depend on how the rotations are cut into batches.
 
+#include <atomic>
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 namespace tbrelax::eigen_detail {
@@ -26,17 +29,29 @@ struct group_member {
   std::ptrdiff_t base;
 };
 
-class rotation_log {
+// Rows of v that one walk over the columns rotates together.
+inline constexpr int rotation_block_rows = 16;
+
+// A batch of recorded sweeps.
+class rotation_batch {
  public:
-  // Vectors of v are columns of an n-row matrix with leading dimension nm.
-  rotation_log(double* v, int nm, int n);
+  explicit rotation_batch(std::size_t capacity) : rotations_(capacity) {}
+
+  std::size_t size() const { return used_; }
+  bool empty() const { return sweeps_.empty(); }
+  bool fits(int lo, int hi) const { return used_ + std::size_t(hi - lo) <= rotations_.size(); }
 
   // Room for a sweep of rotations on the column pairs (i, i + 1), i = hi - 1
-  // down to lo, in that order; applies what is recorded first if the log is full.
-  rotation* begin_sweep(int lo, int hi);
+  // down to lo, in that order. Needs fits(lo, hi).
+  rotation* add_sweep(int lo, int hi);
 
-  // Applies every recorded rotation to v and empties the log.
-  void flush();
+  // Prepares the recorded sweeps for apply_to_block.
+  void seal();
+  void clear();
+
+  // Applies every sweep, in order, to the rows of block b of the n x n matrix v.
+  // tail is scratch for a last block shorter than rotation_block_rows.
+  void apply_to_block(double* v, std::size_t ld, int n, int b, std::vector<double>& tail) const;
 
  private:
   struct sweep {
@@ -50,18 +65,78 @@ class rotation_log {
     int count;
     std::size_t members;  // where their places in the group start in members_
   };
-  void group_sweeps();
   void apply_groups(double* rows, std::size_t ld) const;
+
+  std::vector<sweep> sweeps_;
+  std::vector<rotation> rotations_;  // room for the batch, of which used_ are taken
+  std::size_t used_ = 0;
+  std::vector<group> groups_;
+  std::vector<group_member> members_;
+};
+
+inline int rotation_blocks(int n) { return (n + rotation_block_rows - 1) / rotation_block_rows; }
+
+// Records sweeps and applies them on the calling thread whenever the batch is full.
+class rotation_log {
+ public:
+  // Vectors of v are columns of an n-row matrix with leading dimension nm.
+  rotation_log(double* v, int nm, int n);
+
+  // Room for a sweep on the column pairs (i, i + 1), i = hi - 1 down to lo;
+  // applies what is recorded first if the batch is full.
+  rotation* begin_sweep(int lo, int hi);
+
+  // Applies every recorded rotation to v and empties the log.
+  void flush();
+
+ private:
+  double* v_;
+  std::size_t ld_;
+  int n_;
+  rotation_batch batch_;
+  std::vector<double> tail_;
+};
+
+// Records sweeps on one thread (the producer) while other threads apply the
+// batches already complete. Every thread, producer included, takes blocks of
+// rows one at a time from the oldest batch with blocks left; a block receives
+// the batches in the order they were recorded. Nobody waits on a thread that
+// has not taken a block: a partner that is slow to start, or descheduled, only
+// leaves more blocks to the others.
+class rotation_pipeline {
+ public:
+  rotation_pipeline(double* v, int nm, int n);
+  ~rotation_pipeline();
+
+  // Producer side: as rotation_log.
+  rotation* begin_sweep(int lo, int hi);
+  void flush();
+  // Producer side: no more sweeps follow; helpers return from serve.
+  void finish();
+
+  // Helper side: applies blocks until finish.
+  void serve();
+
+ private:
+  struct slot;
+  slot& filling_slot();
+  void publish();
+  bool try_apply(unsigned& cursor, bool from_top);
+  void apply_block(slot& s, unsigned seq, int b);
 
   double* v_;
   std::size_t ld_;
   int n_;
-  std::vector<sweep> sweeps_;
-  std::vector<rotation> rotations_;  // room for the log, of which used_ are taken
-  std::size_t used_ = 0;
-  std::vector<group> groups_;
-  std::vector<group_member> members_;
-  std::vector<double> tail_;      // the last rows of v when n is not a whole number of blocks
+  int blocks_;
+  std::vector<std::unique_ptr<slot>> slots_;
+  std::unique_ptr<std::atomic<unsigned>[]> applied_;  // batches applied to each block so far
+  std::atomic<unsigned> published_{0};                // batches handed out so far
+  std::atomic<bool> finished_{false};
+  std::atomic<unsigned> events_{0};  // bumped at each hand-out and at the end, for sleepers
+  unsigned filling_ = 0;     // number of the batch being recorded
+  bool recording_ = false;   // whether its slot has been taken
+  unsigned cursor_ = 0;      // the producer's oldest batch with blocks possibly left
+  std::vector<double> tail_;
 };
 
 }  // namespace tbrelax::eigen_detail
