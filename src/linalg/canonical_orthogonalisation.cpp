@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cmath>
 
-#include "linalg/eigensolver.hpp"
 #include "linalg/products.hpp"
 
 namespace tbrelax {
@@ -17,11 +16,11 @@ double seconds_since(clock_type::time_point start) {
 
 // Eigenvalues into eps, eigenvectors into A, in place. The convergence flag is not examined:
 // a matrix on which QL fails after 50 iterations leaves its partial result, as the model does.
-void eigen_in_place(matrix& A, std::vector<double>& eps, std::vector<double>& scratch) {
+void eigen_in_place(matrix& A, std::vector<double>& eps, std::vector<double>& scratch, eigen_workspace& workspace) {
   const int n = A.rows();
   int ierr = 0;
-  tred2(n, n, eps.data(), scratch.data(), A.data());
-  tql2(n, n, eps.data(), scratch.data(), A.data(), ierr);
+  tred2(n, n, eps.data(), scratch.data(), A.data(), workspace);
+  tql2(n, n, eps.data(), scratch.data(), A.data(), ierr, workspace);
 }
 
 }  // namespace
@@ -42,7 +41,7 @@ void enonort(std::vector<double>& eps, const matrix& H, const matrix& S, matrix&
 
   auto start = clock_type::now();
   X = S;  // reuses X's storage when the order is unchanged
-  eigen_in_place(X, eps, scratch);
+  eigen_in_place(X, eps, scratch, w.eigen);
   local.eigen += seconds_since(start);
 
   for (int k = 0; k < n; ++k) {
@@ -63,7 +62,7 @@ void enonort(std::vector<double>& eps, const matrix& H, const matrix& S, matrix&
   local.products += seconds_since(start);
 
   start = clock_type::now();
-  eigen_in_place(orthogonal_h, eps, scratch);
+  eigen_in_place(orthogonal_h, eps, scratch, w.eigen);
   local.eigen += seconds_since(start);
 
   start = clock_type::now();

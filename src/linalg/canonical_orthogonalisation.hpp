@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "linalg/electronic_solver.hpp"
+#include "linalg/eigensolver.hpp"
 #include "linalg/matrix.hpp"
 
 namespace tbrelax {
@@ -19,6 +20,7 @@ namespace tbrelax {
 struct orthogonalisation_workspace {
   matrix X, T, orthogonal_h;
   std::vector<double> scratch;
+  eigen_workspace eigen;
 };
 
 void enonort(std::vector<double>& eps, const matrix& H, const matrix& S, matrix& C,

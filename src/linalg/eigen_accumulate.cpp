@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <vector>
 
 #include "linalg/eigen_detail.hpp"
 #include "linalg/eigen_kernels.hpp"
@@ -83,10 +82,9 @@ void apply_reflectors(double* x, std::size_t ld, int first, int last, int c0, co
 
 }  // namespace
 
-void accumulate_reflectors(int nm, int n, double* d, double* v) {
+void accumulate_reflectors(int nm, int n, double* d, double* v, eigen_workspace& workspace) {
   const std::size_t ld = std::size_t(nm), nn = std::size_t(n);
-  std::vector<double> work(2 * std::size_t(block) * nn);
-  double* u = work.data();                   // u of each reflector in the block
+  double* u = workspace.doubles(2 * std::size_t(block) * nn);  // u of each reflector in the block
   double* w = u + std::size_t(block) * nn;  // u / H of each reflector in the block
   bool active[block];
 

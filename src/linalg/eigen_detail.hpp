@@ -2,6 +2,8 @@
 // The two halves of the Householder tridiagonalisation, shared between the
 // eigensolver sources.
 
+#include "linalg/eigensolver.hpp"
+
 namespace tbrelax::eigen_detail {
 
 // Reduces the matrix in the lower triangle of v to tridiagonal form. On return
@@ -9,10 +11,10 @@ namespace tbrelax::eigen_detail {
 // (exactly 0 where row i needed no reflection), the diagonal of v the reduced
 // diagonal, column i above the diagonal the Householder vector u of row i and
 // row i left of the diagonal u / H. Needs n >= 2.
-void householder_reduce(int nm, int n, double* d, double* e, double* v);
+void householder_reduce(int nm, int n, double* d, double* e, double* v, eigen_workspace& workspace);
 
 // Turns the reflectors stored by householder_reduce into the orthogonal matrix
 // Q in v and moves the reduced diagonal into d.
-void accumulate_reflectors(int nm, int n, double* d, double* v);
+void accumulate_reflectors(int nm, int n, double* d, double* v, eigen_workspace& workspace);
 
 }  // namespace tbrelax::eigen_detail

@@ -9,6 +9,10 @@
 #include <cstddef>
 #include <utility>
 
+#if defined(__AVX512F__) || defined(__FMA__)
+#include <immintrin.h>
+#endif
+
 namespace tbrelax::eigen_detail {
 
 // Doubles per vector register.
@@ -34,6 +38,20 @@ inline void store(double* p, vec v) { __builtin_memcpy(p, &v, sizeof v); }
 inline vec splat(double x) {
   return [x]<std::size_t... lane>(std::index_sequence<lane...>) { return vec{((void)lane, x)...}; }(
       std::make_index_sequence<width>{});
+}
+
+// a * b + c, rounded once where the processor has fused multiply-adds. Only
+// for sums whose rounding may differ between builds; the build never fuses on its own.
+inline vec madd(vec a, vec b, vec c) {
+#if defined(__AVX512F__)
+  return _mm512_fmadd_pd(a, b, c);
+#elif defined(__AVX__) && defined(__FMA__)
+  return _mm256_fmadd_pd(a, b, c);
+#elif defined(__FMA__)
+  return _mm_fmadd_pd(a, b, c);
+#else
+  return a * b + c;
+#endif
 }
 
 // Sum of the lanes, halving the vector at each stage.

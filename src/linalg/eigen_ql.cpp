@@ -62,11 +62,11 @@ int iterate(int n, double* d, double* e, Log& log) {
         for (int i = l; i < n; ++i) d[i] -= mu;
         f += mu;
 
-        eigen_detail::rotation* rot = log.begin_sweep(l, m);
+        double* rot = log.begin_sweep(l, m);
         p = d[m];
         double cs = 1.0;
         double sn = 0.0;
-        for (int i = m - 1; i >= l; --i, ++rot) {
+        for (int i = m - 1; i >= l; --i, rot += eigen_detail::rotation_doubles) {
           g = cs * e[i];
           const double q = cs * p;
           // Divide by the larger of p and e[i] so that t^2 cannot overflow.
@@ -85,7 +85,8 @@ int iterate(int n, double* d, double* e, Log& log) {
           }
           p = cs * d[i] - sn * g;
           d[i + 1] = q + sn * (cs * g + sn * d[i]);
-          *rot = {cs, sn};
+          rot[0] = cs;
+          rot[1] = sn;
         }
         e[l] = sn * p;
         d[l] = cs * p;
@@ -104,7 +105,7 @@ int iterate(int n, double* d, double* e, Log& log) {
 
 }  // namespace
 
-void tql2(int nm, int n, double* d, double* e, double* v, int& ierr) {
+void tql2(int nm, int n, double* d, double* e, double* v, int& ierr, eigen_workspace& workspace) {
   ierr = 0;
   if (n <= 1) return;
   for (int i = 1; i < n; ++i) e[i - 1] = e[i];
@@ -113,7 +114,7 @@ void tql2(int nm, int n, double* d, double* e, double* v, int& ierr) {
 #ifdef _OPENMP
   // A second thread applies the rotations while the first records the next ones.
   if (n >= pipelined_from && omp_get_max_threads() > 1) {
-    eigen_detail::rotation_pipeline pipeline(v, nm, n);
+    eigen_detail::rotation_pipeline pipeline(v, nm, n, workspace);
     int result = 0;
 #pragma omp parallel num_threads(2)
     {
@@ -128,7 +129,7 @@ void tql2(int nm, int n, double* d, double* e, double* v, int& ierr) {
   } else
 #endif
   {
-    eigen_detail::rotation_log log(v, nm, n);
+    eigen_detail::rotation_log log(v, nm, n, workspace);
     ierr = iterate(n, d, e, log);
   }
   if (ierr == 0) sort_pairs(n, std::size_t(nm), d, v);

@@ -1,176 +1,205 @@
 // Householder reduction of a symmetric matrix to tridiagonal form, from the
-// last row up.
+// last row up, a panel of reflectors at a time.
 //
 // Row i of the lower triangle is strided in column-major storage, so the lower
 // triangle is first mirrored onto the upper one and the reduction works on the
-// columns of the upper triangle, which hold the same numbers contiguously. The
-// rank-two update left by one reflector is applied during the next reflector's
-// matrix-vector product, so each step walks the active triangle only once.
-// The steps run on one thread: each is too short for threads to wait on each
-// other at its end without losing more than they gain once the processor is
-// shared with other work.
+// columns of the upper triangle, which hold the same numbers contiguously.
+//
+// Within a panel the matrix is left as it was at the panel's start, A0, and
+// the reflectors so far are kept as the pairs (u_i, q_i) of their rank-two
+// updates: the current matrix is A0 - sum_i (u_i q_i^T + q_i u_i^T). Each step
+// brings its own row up to date, multiplies A0 by its Householder vector and
+// corrects the product by the pairs; at the end of the panel the pairs update
+// the remaining triangle at once, in register tiles. The products by A0, the
+// corrections and the panel updates are split into pieces that a second
+// thread shares (see work_team); the pieces depend on the sizes alone, so the
+// results do not depend on the number of threads.
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <utility>
-#include <vector>
 
 #include "linalg/eigen_detail.hpp"
 #include "linalg/eigen_kernels.hpp"
+#include "linalg/eigen_panel.hpp"
+#include "linalg/eigen_team.hpp"
+
+#ifdef _OPENMP
+#include <omp.h>
+#endif
 
 namespace tbrelax::eigen_detail {
 namespace {
 
-void mirror_lower(double* v, std::size_t ld, int n) {
-  constexpr int tile = 32;  // keeps the strided writes of a tile within cache
-  for (int jb = 0; jb < n; jb += tile) {
-    const int je = std::min(jb + tile, n);
-    for (int ib = jb; ib < n; ib += tile) {
-      const int ie = std::min(ib + tile, n);
-      for (int j = jb; j < je; ++j)
-        for (int i = std::max(ib, j + 1); i < ie; ++i) v[j + i * ld] = v[i + j * ld];
-    }
-  }
+constexpr int panel_size = 32;      // reflectors per panel
+constexpr int max_pieces = 8;       // pieces of a product by A0
+constexpr int update_pieces = 8;    // pieces of a panel update
+constexpr int threaded_from = 128;  // order from which a second thread takes pieces
+
+// Bounds of count pieces of the columns [0, l) with about equal parts of the
+// triangle, all but the last starting at multiples of step.
+void column_pieces(int l, int count, int step, int* bounds) {
+  bounds[0] = 0;
+  for (int m = 1; m < count; ++m) bounds[m] = step * int(double(l) * std::sqrt(double(m) / count) / step);
+  bounds[count] = l;
 }
 
-// Over the upper triangle of the leading l x l block: the pending update
-// A -= u q^T + q u^T (with Update) and the product p += A us (with Multiply).
-// Columns go in pairs so that each load of u, q, us and p serves two columns.
-template <bool Update, bool Multiply>
-void walk_columns(double* v, std::size_t ld, int l, const double* __restrict up, const double* __restrict qp,
-                  const double* __restrict us, double* __restrict p) {
-  int j = 0;
-  for (; j + 1 < l; j += 2) {
-    double* __restrict a0 = v + std::size_t(j) * ld;
-    double* __restrict a1 = a0 + ld;
-    const double u0 = Update ? up[j] : 0.0, q0 = Update ? qp[j] : 0.0;
-    const double u1 = Update ? up[j + 1] : 0.0, q1 = Update ? qp[j + 1] : 0.0;
-    const double w0 = Multiply ? us[j] : 0.0, w1 = Multiply ? us[j + 1] : 0.0;
-    const vec vu0 = splat(u0), vq0 = splat(q0), vu1 = splat(u1), vq1 = splat(q1);
-    const vec vw0 = splat(w0), vw1 = splat(w1);
-    vec s0{}, s1{};
-    int k = 0;
-    for (; k + width <= j; k += width) {
-      vec x0 = load(a0 + k), x1 = load(a1 + k);
-      if constexpr (Update) {
-        const vec qk = load(qp + k), uk = load(up + k);
-        x0 = x0 - vu0 * qk - vq0 * uk;
-        x1 = x1 - vu1 * qk - vq1 * uk;
-        store(a0 + k, x0);
-        store(a1 + k, x1);
-      }
-      if constexpr (Multiply) {
-        const vec wk = load(us + k);
-        s0 += x0 * wk;
-        s1 += x1 * wk;
-        store(p + k, load(p + k) + x0 * vw0 + x1 * vw1);
-      }
-    }
-    double r0 = Multiply ? sum(s0) : 0.0, r1 = Multiply ? sum(s1) : 0.0;
-    // Remaining rows, then row j (diagonal of column j) and row j + 1 (diagonal of column j + 1).
-    for (; k <= j + 1; ++k) {
-      double x0 = k <= j ? a0[k] : 0.0, x1 = a1[k];
-      if constexpr (Update) {
-        x0 = x0 - u0 * qp[k] - q0 * up[k];
-        x1 = x1 - u1 * qp[k] - q1 * up[k];
-        if (k <= j) a0[k] = x0;
-        a1[k] = x1;
-      }
-      if constexpr (Multiply) {
-        if (k <= j) r0 += x0 * us[k];
-        r1 += x1 * us[k];
-        if (k < j) p[k] += x0 * w0 + x1 * w1;
-        if (k == j) p[k] += x1 * w1;
-      }
-    }
-    if constexpr (Multiply) {
-      p[j] += r0;
-      p[j + 1] += r1;
-    }
+class reduction {
+ public:
+  reduction(int nm, int n, double* d, double* e, double* v, eigen_workspace& workspace)
+      : ld_(std::size_t(nm)), lu_(std::size_t(n) + panel_padding), n_(n), d_(d), e_(e), v_(v),
+        work_(workspace.doubles((2 * panel_size + max_pieces + 2) * lu_)) {}
+
+  void run(work_team* team);
+
+ private:
+  double* u(int i) { return work_ + std::size_t(i) * lu_; }
+  double* q(int i) { return u(panel_size + i); }
+  double* part(int m) { return u(2 * panel_size + m); }  // A0 w by pieces; the last one the corrections
+  double* acc() { return u(2 * panel_size + max_pieces + 1); }
+
+  template <class Piece>
+  static void share(work_team* team, int pieces, Piece& piece) {
+    if (team)
+      team->run(pieces, piece);
+    else
+      for (int m = 0; m < pieces; ++m) piece(m);
   }
-  if (j < l) {  // an odd column left over
-    double* __restrict a0 = v + std::size_t(j) * ld;
-    const double u0 = Update ? up[j] : 0.0, q0 = Update ? qp[j] : 0.0;
-    const double w0 = Multiply ? us[j] : 0.0;
-    double r = 0.0;
-    for (int k = 0; k <= j; ++k) {
-      double x0 = a0[k];
-      if constexpr (Update) {
-        x0 = x0 - u0 * qp[k] - q0 * up[k];
-        a0[k] = x0;
-      }
-      if constexpr (Multiply) {
-        r += x0 * us[k];
-        if (k < j) p[k] += x0 * w0;
-      }
-    }
-    if constexpr (Multiply) p[j] += r;
+  bool step(work_team* team, int c, int count);
+  void finish_panel(work_team* team, int top, int bottom, int count);
+
+  std::size_t ld_;
+  std::size_t lu_;  // room for a panel vector, padding included
+  int n_;
+  double *d_, *e_, *v_;
+  double* work_;
+  int row_[panel_size];      // the row of each reflector of the panel
+  double scale_[panel_size];  // sigma H of each reflector of the panel
+  double coef_u_[panel_size], coef_q_[panel_size];
+};
+
+void reduction::run(work_team* team) {
+  mirror_lower(v_, ld_, n_);
+  for (int top = n_ - 1; top >= 1;) {
+    const int bottom = std::max(1, top - panel_size + 1);
+    int count = 0;
+    for (int c = top; c >= bottom; --c)
+      if (step(team, c, count)) ++count;
+    if (count > 0) finish_panel(team, top, bottom, count);
+    top = bottom - 1;
   }
+  d_[0] = 0.0;
+  e_[0] = 0.0;
+}
+
+// The reflector of row c, after count reflectors of the panel; false when the
+// row needs none.
+bool reduction::step(work_team* team, int c, int count) {
+  const int l = c;
+  double* col = v_ + std::size_t(c) * ld_;  // row c of the matrix, diagonal included
+  for (int i = 0; i < count; ++i) {
+    coef_u_[i] = q(i)[c];
+    coef_q_[i] = u(i)[c];
+  }
+  subtract_panel(col, c + 1, u(0), q(0), lu_, count, coef_u_, coef_q_);
+
+  double sigma = 0.0;
+  if (l > 1)
+    for (int k = 0; k < l; ++k) sigma += std::abs(col[k]);
+  if (l == 1 || sigma == 0.0) {
+    e_[c] = col[l - 1];
+    d_[c] = 0.0;
+    return false;
+  }
+  // Scaling by the row's 1-norm keeps the sum of squares clear of overflow and underflow.
+  double* w = u(count);
+  double h = 0.0;
+  for (int k = 0; k < l; ++k) {
+    w[k] = col[k] / sigma;
+    h += w[k] * w[k];
+  }
+  double f = w[l - 1];
+  const double g = -std::copysign(std::sqrt(h), f);
+  e_[c] = sigma * g;
+  h -= f * g;
+  w[l - 1] = f - g;
+  std::fill(w + l, w + l + panel_padding, 0.0);  // read, but not used, by the panel update
+
+  // A w = A0 w by pieces of columns, minus the panel's corrections as one more piece.
+  int bounds[max_pieces + 1];
+  const int pieces = l >= 512 ? max_pieces : l >= 256 ? 4 : l >= 128 ? 2 : 1;
+  column_pieces(l, pieces, 2, bounds);
+  double* corrections = part(max_pieces);
+  auto piece = [&](int m) {
+    if (m == pieces) {
+      panel_dots(u(0), q(0), lu_, count, w, l, coef_q_, coef_u_);
+      std::fill(corrections, corrections + l, 0.0);
+      subtract_panel(corrections, l, u(0), q(0), lu_, count, coef_u_, coef_q_);
+      return;
+    }
+    double* p = part(m);
+    std::fill(p, p + bounds[m + 1], 0.0);
+    multiply_columns(v_, ld_, bounds[m], bounds[m + 1], w, p);
+  };
+  share(team, pieces + (count > 0 ? 1 : 0), piece);
+  // Piece m reaches rows [0, bounds[m + 1]).
+  double* a = acc();
+  for (int first = 0; first < pieces; ++first)
+    for (int k = bounds[first]; k < bounds[first + 1]; ++k) {
+      double s = part(first)[k];
+      for (int m = first + 1; m < pieces; ++m) s += part(m)[k];
+      a[k] = count > 0 ? s + corrections[k] : s;
+    }
+
+  f = 0.0;
+  for (int j = 0; j < l; ++j) {
+    a[j] /= h;
+    f += a[j] * w[j];
+  }
+  const double hh = f / (h + h);
+  double* qw = q(count);
+  for (int j = 0; j < l; ++j) qw[j] = a[j] - hh * w[j];
+  std::fill(qw + l, qw + l + panel_padding, 0.0);
+  for (int k = 0; k < l; ++k) col[k] = w[k] * sigma;
+  d_[c] = h;
+  row_[count] = c;
+  scale_[count] = sigma * h;
+  return true;
+}
+
+// Row c left of the diagonal keeps u / H for the accumulation of Q, written a
+// panel at a time so that each column receives its rows together. Then the
+// remaining triangle, columns [0, bottom), takes the panel's updates.
+void reduction::finish_panel(work_team* team, int top, int bottom, int count) {
+  for (int j = 0; j < top; ++j)
+    for (int i = 0; i < count && j < row_[i]; ++i) v_[std::size_t(row_[i]) + std::size_t(j) * ld_] = u(i)[j] / scale_[i];
+  int bounds[update_pieces + 1];
+  const int pieces = bottom >= threaded_from ? update_pieces : 1;
+  column_pieces(bottom, pieces, 4, bounds);
+  auto piece = [&](int m) { update_columns(v_, ld_, bounds[m], bounds[m + 1], u(0), q(0), lu_, count); };
+  share(team, pieces, piece);
 }
 
 }  // namespace
 
-void householder_reduce(int nm, int n, double* d, double* e, double* v) {
-  const std::size_t ld = std::size_t(nm), nn = std::size_t(n);
-  mirror_lower(v, ld, n);
-  std::vector<double> work(4 * nn);
-  double* us = work.data();  // scaled Householder vector of the current row
-  double* up = us + nn;      // u and q of the rank-two update not yet applied
-  double* qp = up + nn;
-  double* acc = qp + nn;     // A us
-  bool pending = false;
-
-  for (int c = n - 1; c >= 1; --c) {
-    const int l = c;
-    double* col = v + std::size_t(c) * ld;  // row c of the matrix, diagonal included
-    if (pending)
-      for (int k = 0; k <= c; ++k) col[k] = col[k] - up[c] * qp[k] - qp[c] * up[k];
-    double sigma = 0.0;
-    if (l > 1)
-      for (int k = 0; k < l; ++k) sigma += std::abs(col[k]);
-    if (l == 1 || sigma == 0.0) {
-      e[c] = col[l - 1];
-      d[c] = 0.0;
-      if (pending) walk_columns<true, false>(v, ld, l, up, qp, nullptr, nullptr);
-      pending = false;
-      continue;
+void householder_reduce(int nm, int n, double* d, double* e, double* v, eigen_workspace& workspace) {
+  reduction r(nm, n, d, e, v, workspace);
+#ifdef _OPENMP
+  if (n >= threaded_from && omp_get_max_threads() > 1) {
+    work_team team;
+#pragma omp parallel num_threads(2)
+    {
+      if (omp_get_thread_num() == 0) {
+        r.run(&team);
+        team.finish();
+      } else {
+        team.serve();
+      }
     }
-    // Scaling by the row's 1-norm keeps the sum of squares clear of overflow and underflow.
-    double h = 0.0;
-    for (int k = 0; k < l; ++k) {
-      us[k] = col[k] / sigma;
-      h += us[k] * us[k];
-    }
-    double f = us[l - 1];
-    const double g = -std::copysign(std::sqrt(h), f);
-    e[c] = sigma * g;
-    h -= f * g;
-    us[l - 1] = f - g;
-
-    std::fill(acc, acc + l, 0.0);
-    if (pending)
-      walk_columns<true, true>(v, ld, l, up, qp, us, acc);
-    else
-      walk_columns<false, true>(v, ld, l, up, qp, us, acc);
-
-    // Row c left of the diagonal keeps u / H for the accumulation of Q.
-    const double sh = sigma * h;
-    f = 0.0;
-    for (int j = 0; j < l; ++j) {
-      v[std::size_t(c) + std::size_t(j) * ld] = us[j] / sh;
-      acc[j] /= h;
-      f += acc[j] * us[j];
-    }
-    const double hh = f / (h + h);
-    for (int j = 0; j < l; ++j) qp[j] = acc[j] - hh * us[j];
-    for (int k = 0; k < l; ++k) col[k] = us[k] * sigma;
-    std::swap(us, up);
-    pending = true;
-    d[c] = h;
+    return;
   }
-  d[0] = 0.0;
-  e[0] = 0.0;
+#endif
+  r.run(nullptr);
 }
 
 }  // namespace tbrelax::eigen_detail

@@ -26,7 +26,7 @@ constexpr int max_group = width == 8 ? 8 : width == 4 ? 2 : 1;
 // and block for K rotations. Outside its own range a sweep passes the columns
 // on untouched, so every row sees exactly the recorded rotations in order.
 template <int K>
-void apply_group(double* v, std::size_t ld, int lo, int hi, const rotation* rot, const group_member* m) {
+void apply_group(double* v, std::size_t ld, int lo, int hi, const double* rot, const group_member* m) {
   constexpr int P = block_vectors;
   const int len = hi - lo;
   auto col = [v, ld](int i) { return v + std::size_t(i) * ld; };
@@ -61,8 +61,8 @@ void apply_group(double* v, std::size_t ld, int lo, int hi, const rotation* rot,
       }
       return true;
     }
-    const rotation q = rot[m[s].base + r];
-    const vec c = splat(q.c), sn = splat(q.s);
+    const double* q = rot + rotation_doubles * std::size_t(m[s].base + r);
+    const vec c = splat(q[0]), sn = splat(q[1]);
     for (int p = 0; p < P; ++p) {
       const vec y = sn * x[p] + c * t[s][p];
       t[s][p] = c * x[p] - sn * t[s][p];
@@ -88,7 +88,7 @@ void apply_group(double* v, std::size_t ld, int lo, int hi, const rotation* rot,
   for (int p = 0; p < P; ++p) store(col(lo) + p * width, t[K - 1][p]);
 }
 
-using group_kernel = void (*)(double*, std::size_t, int, int, const rotation*, const group_member*);
+using group_kernel = void (*)(double*, std::size_t, int, int, const double*, const group_member*);
 
 template <int... K>
 constexpr auto make_kernels(std::integer_sequence<int, K...>) {
@@ -98,11 +98,11 @@ constexpr auto group_kernels = make_kernels(std::make_integer_sequence<int, max_
 
 }  // namespace
 
-rotation* rotation_batch::add_sweep(int lo, int hi) {
+double* rotation_batch::add_sweep(int lo, int hi) {
   const std::size_t offset = used_;
   sweeps_.push_back({lo, hi, offset});
   used_ += std::size_t(hi - lo);
-  return rotations_.data() + offset;
+  return rotations_ + rotation_doubles * offset;
 }
 
 void rotation_batch::clear() {
@@ -140,10 +140,10 @@ void rotation_batch::seal() {
 
 void rotation_batch::apply_groups(double* rows, std::size_t ld) const {
   for (const group& g : groups_)
-    group_kernels[std::size_t(g.count - 1)](rows, ld, g.lo, g.hi, rotations_.data(), members_.data() + g.members);
+    group_kernels[std::size_t(g.count - 1)](rows, ld, g.lo, g.hi, rotations_, members_.data() + g.members);
 }
 
-void rotation_batch::apply_to_block(double* v, std::size_t ld, int n, int b, std::vector<double>& tail) const {
+void rotation_batch::apply_to_block(double* v, std::size_t ld, int n, int b, double* tail) const {
   double* rows = v + std::size_t(b) * block_rows;
   const int count = std::min(block_rows, n - b * block_rows);
   if (count == block_rows) {
@@ -151,16 +151,20 @@ void rotation_batch::apply_to_block(double* v, std::size_t ld, int n, int b, std
     return;
   }
   // The last rows go through a zero-padded copy, so that one kernel serves all.
-  tail.assign(std::size_t(block_rows) * std::size_t(n), 0.0);
-  for (int j = 0; j < n; ++j) std::copy_n(rows + std::size_t(j) * ld, count, tail.data() + std::size_t(j) * block_rows);
-  apply_groups(tail.data(), block_rows);
-  for (int j = 0; j < n; ++j) std::copy_n(tail.data() + std::size_t(j) * block_rows, count, rows + std::size_t(j) * ld);
+  std::fill_n(tail, std::size_t(block_rows) * std::size_t(n), 0.0);
+  for (int j = 0; j < n; ++j) std::copy_n(rows + std::size_t(j) * ld, count, tail + std::size_t(j) * block_rows);
+  apply_groups(tail, block_rows);
+  for (int j = 0; j < n; ++j) std::copy_n(tail + std::size_t(j) * block_rows, count, rows + std::size_t(j) * ld);
 }
 
-rotation_log::rotation_log(double* v, int nm, int n)
-    : v_(v), ld_(std::size_t(nm)), n_(n), batch_(rotations_per_row * std::size_t(n)) {}
+rotation_log::rotation_log(double* v, int nm, int n, eigen_workspace& workspace)
+    : v_(v),
+      ld_(std::size_t(nm)),
+      n_(n),
+      tail_(workspace.doubles((rotation_doubles * rotations_per_row + rotation_block_rows) * std::size_t(n))),
+      batch_(tail_ + std::size_t(rotation_block_rows) * std::size_t(n), rotations_per_row * std::size_t(n)) {}
 
-rotation* rotation_log::begin_sweep(int lo, int hi) {
+double* rotation_log::begin_sweep(int lo, int hi) {
   if (!batch_.fits(lo, hi)) flush();
   return batch_.add_sweep(lo, hi);
 }

@@ -13,12 +13,12 @@
 #include <memory>
 #include <vector>
 
+#include "linalg/eigensolver.hpp"
+
 namespace tbrelax::eigen_detail {
 
-struct rotation {
-  double c;  // cosine
-  double s;  // sine
-};
+// Rotation number r is stored as its cosine and sine at [2r] and [2r + 1].
+inline constexpr std::size_t rotation_doubles = 2;
 
 // Where one sweep of a group of sweeps applied together sits in the group's
 // range: it rotates the column pairs of steps r in [begin, end), and its
@@ -32,26 +32,26 @@ struct group_member {
 // Rows of v that one walk over the columns rotates together.
 inline constexpr int rotation_block_rows = 16;
 
-// A batch of recorded sweeps.
+// A batch of recorded sweeps, in storage for capacity rotations.
 class rotation_batch {
  public:
-  explicit rotation_batch(std::size_t capacity) : rotations_(capacity) {}
+  rotation_batch(double* storage, std::size_t capacity) : rotations_(storage), capacity_(capacity) {}
 
   std::size_t size() const { return used_; }
   bool empty() const { return sweeps_.empty(); }
-  bool fits(int lo, int hi) const { return used_ + std::size_t(hi - lo) <= rotations_.size(); }
+  bool fits(int lo, int hi) const { return used_ + std::size_t(hi - lo) <= capacity_; }
 
   // Room for a sweep of rotations on the column pairs (i, i + 1), i = hi - 1
   // down to lo, in that order. Needs fits(lo, hi).
-  rotation* add_sweep(int lo, int hi);
+  double* add_sweep(int lo, int hi);
 
   // Prepares the recorded sweeps for apply_to_block.
   void seal();
   void clear();
 
   // Applies every sweep, in order, to the rows of block b of the n x n matrix v.
-  // tail is scratch for a last block shorter than rotation_block_rows.
-  void apply_to_block(double* v, std::size_t ld, int n, int b, std::vector<double>& tail) const;
+  // tail is scratch of rotation_block_rows x n for a last block shorter than that.
+  void apply_to_block(double* v, std::size_t ld, int n, int b, double* tail) const;
 
  private:
   struct sweep {
@@ -68,8 +68,9 @@ class rotation_batch {
   void apply_groups(double* rows, std::size_t ld) const;
 
   std::vector<sweep> sweeps_;
-  std::vector<rotation> rotations_;  // room for the batch, of which used_ are taken
-  std::size_t used_ = 0;
+  double* rotations_;
+  std::size_t capacity_;
+  std::size_t used_ = 0;  // rotations recorded
   std::vector<group> groups_;
   std::vector<group_member> members_;
 };
@@ -80,11 +81,11 @@ inline int rotation_blocks(int n) { return (n + rotation_block_rows - 1) / rotat
 class rotation_log {
  public:
   // Vectors of v are columns of an n-row matrix with leading dimension nm.
-  rotation_log(double* v, int nm, int n);
+  rotation_log(double* v, int nm, int n, eigen_workspace& workspace);
 
   // Room for a sweep on the column pairs (i, i + 1), i = hi - 1 down to lo;
   // applies what is recorded first if the batch is full.
-  rotation* begin_sweep(int lo, int hi);
+  double* begin_sweep(int lo, int hi);
 
   // Applies every recorded rotation to v and empties the log.
   void flush();
@@ -93,8 +94,8 @@ class rotation_log {
   double* v_;
   std::size_t ld_;
   int n_;
+  double* tail_;
   rotation_batch batch_;
-  std::vector<double> tail_;
 };
 
 // Records sweeps on one thread (the producer) while other threads apply the
@@ -105,11 +106,11 @@ class rotation_log {
 // leaves more blocks to the others.
 class rotation_pipeline {
  public:
-  rotation_pipeline(double* v, int nm, int n);
+  rotation_pipeline(double* v, int nm, int n, eigen_workspace& workspace);
   ~rotation_pipeline();
 
   // Producer side: as rotation_log.
-  rotation* begin_sweep(int lo, int hi);
+  double* begin_sweep(int lo, int hi);
   void flush();
   // Producer side: no more sweeps follow; helpers return from serve.
   void finish();
@@ -136,7 +137,7 @@ class rotation_pipeline {
   unsigned filling_ = 0;     // number of the batch being recorded
   bool recording_ = false;   // whether its slot has been taken
   unsigned cursor_ = 0;      // the producer's oldest batch with blocks possibly left
-  std::vector<double> tail_;
+  double* tail_;
 };
 
 }  // namespace tbrelax::eigen_detail
