@@ -10,8 +10,6 @@ void dsyevd_(const char* jobz, const char* uplo, const int* n, double* a, const 
 void dgemm_(const char* transa, const char* transb, const int* m, const int* n, const int* k, const double* alpha,
             const double* a, const int* lda, const double* b, const int* ldb, const double* beta, double* c,
             const int* ldc, std::size_t, std::size_t);
-void dsyrk_(const char* uplo, const char* trans, const int* n, const int* k, const double* alpha, const double* a,
-            const int* lda, const double* beta, double* c, const int* ldc, std::size_t, std::size_t);
 }
 
 namespace tbrelax::lapack {
@@ -21,13 +19,6 @@ inline void gemm(char ta, char tb, int m, int n, int k, double alpha, const doub
                  int ldb, double beta, double* C, int ldc) {
   if (m <= 0 || n <= 0) return;
   dgemm_(&ta, &tb, &m, &n, &k, &alpha, A, &lda, B, &ldb, &beta, C, &ldc, 1, 1);
-}
-
-// Upper triangle of C(n x n) = alpha A A^T + beta C, A n x k.
-inline void syrk_upper(int n, int k, double alpha, const double* A, int lda, double beta, double* C, int ldc) {
-  if (n <= 0) return;
-  const char uplo = 'U', trans = 'N';
-  dsyrk_(&uplo, &trans, &n, &k, &alpha, A, &lda, &beta, C, &ldc, 1, 1);
 }
 
 }  // namespace tbrelax::lapack

@@ -1,7 +1,7 @@
 #pragma once
 // The electronic solver on LAPACK and BLAS (OpenBLAS): the same canonical orthogonalisation as
 // our own solver, with both symmetric eigendecompositions by divide and conquer (dsyevd), the
-// products by dgemm, P by dsyrk and W by dgemm over the upper triangle.
+// products by dgemm; P and W by the same weighted sums as our own solver.
 
 #include <memory>
 #include <string>
