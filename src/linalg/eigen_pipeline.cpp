@@ -13,6 +13,7 @@
 #include <cstdint>
 
 #include "linalg/eigen_rotations.hpp"
+#include "linalg/eigen_team.hpp"
 
 namespace tbrelax::eigen_detail {
 namespace {
@@ -30,24 +31,6 @@ constexpr int count_bits = 22;
 constexpr std::uint64_t count_mask = (std::uint64_t(1) << count_bits) - 1;
 constexpr std::uint64_t seq_mask = (std::uint64_t(1) << (64 - 2 * count_bits)) - 1;
 constexpr std::uint64_t ticket_of(unsigned seq) { return (std::uint64_t(seq) & seq_mask) << (2 * count_bits); }
-
-inline void relax() {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_ia32_pause();
-#endif
-}
-
-// Returns once ready(value of a) holds; a is changed by other threads, which notify.
-template <class T, class Ready>
-void await(const std::atomic<T>& a, Ready ready) {
-  for (;;) {
-    const T x = a.load(std::memory_order_acquire);
-    if (ready(x)) return;
-    int i = 0;
-    for (; i < spins && a.load(std::memory_order_relaxed) == x; ++i) relax();
-    if (i == spins) a.wait(x, std::memory_order_acquire);
-  }
-}
 
 // Rotations recorded into batch number seq before it is handed out: small at
 // first, so that the helpers start early, then growing to the full capacity.
@@ -84,7 +67,7 @@ rotation_pipeline::slot& rotation_pipeline::filling_slot() { return *slots_[fill
 
 void rotation_pipeline::apply_block(slot& s, unsigned seq, int b) {
   // The previous batch may still be on this block in another thread.
-  await(applied_[b], [seq](unsigned x) { return x == seq; });
+  await(applied_[b], [seq](unsigned x) { return x == seq; }, spins);
   s.batch.apply_to_block(v_, ld_, n_, b, tail_);
   applied_[b].store(seq + 1, std::memory_order_release);
   applied_[b].notify_all();
@@ -131,7 +114,7 @@ double* rotation_pipeline::begin_sweep(int lo, int hi) {
   if (!recording_) {
     // The slot is free once every block of its last batch is applied; help until then.
     while (s.done.load(std::memory_order_acquire) != blocks_)
-      if (!try_apply(cursor_, true)) await(s.done, [this](int x) { return x == blocks_; });
+      if (!try_apply(cursor_, true)) await(s.done, [this](int x) { return x == blocks_; }, spins);
     s.batch.clear();
     recording_ = true;
   }
@@ -142,7 +125,7 @@ void rotation_pipeline::flush() {
   if (recording_ && !filling_slot().batch.empty()) publish();
   while (try_apply(cursor_, true)) {
   }
-  for (unsigned i = 0; i < slot_count; ++i) await(slots_[i]->done, [this](int x) { return x == blocks_; });
+  for (unsigned i = 0; i < slot_count; ++i) await(slots_[i]->done, [this](int x) { return x == blocks_; }, spins);
 }
 
 void rotation_pipeline::finish() {
@@ -158,7 +141,7 @@ void rotation_pipeline::serve() {
     if (try_apply(cursor, false)) continue;
     if (finished_.load(std::memory_order_acquire)) return;
     // Nothing left to take: sleep until a batch is handed out or the producer finishes.
-    await(events_, [seen](unsigned x) { return x != seen; });
+    await(events_, [seen](unsigned x) { return x != seen; }, spins);
   }
 }
 

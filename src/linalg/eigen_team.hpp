@@ -14,11 +14,10 @@
 
 namespace tbrelax::eigen_detail {
 
-// Returns once ready(value of a) holds, spinning briefly, then sleeping until a
-// thread that changes a notifies it.
+// Returns once ready(value of a) holds, polling spins times, then sleeping until
+// a thread that changes a notifies it.
 template <class T, class Ready>
-void await(const std::atomic<T>& a, Ready ready) {
-  constexpr int spins = 4000;
+void await(const std::atomic<T>& a, Ready ready, int spins = 4000) {
   for (;;) {
     const T x = a.load(std::memory_order_acquire);
     if (ready(x)) return;
