@@ -15,6 +15,23 @@ namespace {
 
 using testing::eps;
 
+// The eigenpairs of a by the optimised solver and by the plain iteration.
+struct both_solutions {
+  matrix v, rv;
+  std::vector<double> d, rd;
+  int ierr = -1, rierr = -1;
+};
+
+both_solutions solve_both(const matrix& a) {
+  const int n = a.rows();
+  both_solutions r{a, a, std::vector<double>(n), std::vector<double>(n)};
+  std::vector<double> e(n), re(n);
+  eisrs1(n, n, r.d.data(), r.v.data(), r.ierr, e.data());
+  reference::tred2(n, n, r.rd.data(), re.data(), r.rv.data());
+  reference::tql2(n, n, r.rd.data(), re.data(), r.rv.data(), r.rierr);
+  return r;
+}
+
 // Sizes around the vector width, the row and reflector blocks and the
 // thresholds for sharing work between threads.
 class EigensolverSizes : public ::testing::TestWithParam<int> {};
@@ -59,12 +76,7 @@ TEST_P(EigensolverSizes, EigenpairsMatchThePlainIteration) {
   const int n = GetParam();
   const matrix a = testing::random_symmetric(n, std::uint64_t(n) + 100);
   const double norm = testing::frobenius(a);
-  matrix v = a, rv = a;
-  std::vector<double> d(n), e(n), rd(n), re(n);
-  int ierr = -1, rierr = -1;
-  eisrs1(n, n, d.data(), v.data(), ierr, e.data());
-  reference::tred2(n, n, rd.data(), re.data(), rv.data());
-  reference::tql2(n, n, rd.data(), re.data(), rv.data(), rierr);
+  const auto [v, rv, d, rd, ierr, rierr] = solve_both(a);
   ASSERT_EQ(ierr, 0);
   ASSERT_EQ(rierr, 0);
   for (int j = 0; j < n; ++j) {
@@ -109,12 +121,7 @@ TEST(Eigensolver, UncoupledBlocksStayUncoupled) {
       for (int i = 0; i < sizes[b]; ++i) a(first + i, first + j) = part(i, j);
     }
   }
-  matrix v = a, rv = a;
-  std::vector<double> d(n), e(n), rd(n), re(n);
-  int ierr = -1, rierr = -1;
-  eisrs1(n, n, d.data(), v.data(), ierr, e.data());
-  reference::tred2(n, n, rd.data(), re.data(), rv.data());
-  reference::tql2(n, n, rd.data(), re.data(), rv.data(), rierr);
+  const auto [v, rv, d, rd, ierr, rierr] = solve_both(a);
   ASSERT_EQ(ierr, 0);
   ASSERT_EQ(rierr, 0);
   const double norm = testing::frobenius(a);
