@@ -90,6 +90,7 @@ void json_report(std::ostream& out, const std::string& path, const common_var& c
   json.key("atom").value(r.largest.atom + 1);
   json.key("magnitude").value(r.largest.magnitude);
   json.end_object();
+  json.key("electronic_route").value(route_name(r.details.route));
   json.end_object();
   out << json.str() << std::flush;
 }

@@ -1,25 +1,106 @@
-// The electronic solver on our own eigensolver.
+// The electronic solver on our own kernels: the Cholesky route by the blocked factor and
+// triangular solves, the Householder reduction of the eigensolver, divide and conquer on the
+// tridiagonal matrix for the occupied vectors, and the reflectors applied by blocks; the
+// canonical route by canonical_orthogonalisation.
+
+#include <chrono>
 
 #include "linalg/canonical_orthogonalisation.hpp"
 #include "linalg/densities.hpp"
+#include "linalg/eigen_detail.hpp"
+#include "linalg/reflector_transform.hpp"
+#include "linalg/route_solver.hpp"
+#include "linalg/standard_form.hpp"
+#include "linalg/triangular.hpp"
+#include "linalg/tridiagonal_eigen.hpp"
 
 namespace tbrelax {
 
 namespace {
 
-class own_solver final : public electronic_solver {
+using clock_type = std::chrono::steady_clock;
+
+double seconds_since(clock_type::time_point start) {
+  return std::chrono::duration<double>(clock_type::now() - start).count();
+}
+
+// What each route keeps between solves: a relaxation solves at one order again and again, and
+// storage allocated and faulted in anew every time costs a good share of an evaluation. The
+// storage of one route is released when the other runs, so that the two never add up.
+struct cholesky_storage {
+  matrix U;  // the factor of S
+  matrix A;  // U^-T H U^-1, then the reflectors of its reduction
+  matrix C;  // the occupied orbitals
+  std::vector<double> norms, sub, diagonal, off, reflector_work;
+  eigen_workspace eigen;
+  tridiagonal_workspace tridiagonal;
+};
+
+struct canonical_storage {
+  matrix C;
+  orthogonalisation_workspace workspace;
+};
+
+class own_solver final : public route_solver {
  public:
   std::string name() const override { return "own"; }
-  void solve(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
-    out.timings = {};
-    enonort(out.eps, H, S, C_, out.negative_overlaps, &out.timings, &workspace_);
-    form_densities(C_, out.eps, electrons, out);
+
+ protected:
+  bool factor_overlap(const matrix& S, std::vector<double>& pivots, solver_timings& timings) override {
+    canonical_ = {};
+    const auto start = clock_type::now();
+    cholesky_.U = S;
+    const bool factored = cholesky_upper(cholesky_.U, pivots);
+    timings.products += seconds_since(start);
+    return factored;
+  }
+
+  void solve_with_overlap(std::vector<double>& x) override {
+    solve_transposed_upper(cholesky_.U, x);
+    solve_upper(cholesky_.U, x);
+  }
+
+  bool occupied_orbitals(const matrix& H, int orbitals, std::vector<double>& eps, solver_timings& timings) override {
+    cholesky_storage& c = cholesky_;
+    const int n = H.rows();
+    auto start = clock_type::now();
+    reduce_to_standard_form(c.U, H, c.A);
+    timings.products += seconds_since(start);
+
+    start = clock_type::now();
+    c.norms.assign(n, 0.0);
+    c.sub.assign(n, 0.0);
+    if (n >= 2) eigen_detail::householder_reduce(n, n, c.norms.data(), c.sub.data(), c.A.data(), c.eigen, true);
+    c.diagonal.resize(n);
+    c.off.resize(n);
+    for (int i = 0; i < n; ++i) {
+      c.diagonal[i] = c.A(i, i);
+      if (i + 1 < n) c.off[i] = c.sub[i + 1];
+    }
+    if (c.C.rows() != n || c.C.cols() != orbitals) c.C = matrix(n, orbitals);
+    eps.resize(n);
+    const bool solved =
+        tridiagonal_eigen(n, c.diagonal.data(), c.off.data(), orbitals, eps.data(), c.C.data(), n, c.tridiagonal);
+    apply_reflectors_to_columns(n, c.A.data(), n, c.norms.data(), c.C.data(), n, orbitals, c.reflector_work);
+    timings.eigen += seconds_since(start);
+
+    start = clock_type::now();
+    solve_upper(c.U, c.C.data(), n, orbitals);
+    timings.products += seconds_since(start);
+    return solved;
+  }
+
+  void densities(int electrons, electronic_result& out) override { form_densities(cholesky_.C, out.eps, electrons, out); }
+
+  void solve_canonical(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
+    cholesky_ = {};
+    enonort(out.eps, H, S, canonical_.C, out.negative_overlaps, &out.timings, &canonical_.workspace);
+    form_densities(canonical_.C, out.eps, electrons, out);
   }
 
  private:
-  // Kept between solves: a relaxation solves at one order again and again.
-  matrix C_;
-  orthogonalisation_workspace workspace_;
+  cholesky_storage cholesky_;
+  canonical_storage canonical_;
 };
 
 }  // namespace
