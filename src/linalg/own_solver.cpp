@@ -3,26 +3,18 @@
 // tridiagonal matrix for the occupied vectors, and the reflectors applied by blocks; the
 // canonical route by canonical_orthogonalisation.
 
-#include <chrono>
-
 #include "linalg/canonical_orthogonalisation.hpp"
 #include "linalg/densities.hpp"
 #include "linalg/eigen_detail.hpp"
 #include "linalg/reflector_transform.hpp"
 #include "linalg/route_solver.hpp"
 #include "linalg/standard_form.hpp"
+#include "linalg/stopwatch.hpp"
 #include "linalg/triangular.hpp"
 #include "linalg/tridiagonal_eigen.hpp"
 
 namespace tbrelax {
-
 namespace {
-
-using clock_type = std::chrono::steady_clock;
-
-double seconds_since(clock_type::time_point start) {
-  return std::chrono::duration<double>(clock_type::now() - start).count();
-}
 
 // What each route keeps between solves: a relaxation solves at one order again and again, and
 // storage allocated and faulted in anew every time costs a good share of an evaluation. The
@@ -48,7 +40,7 @@ class own_solver final : public route_solver {
  protected:
   bool factor_overlap(const matrix& S, std::vector<double>& pivots, solver_timings& timings) override {
     canonical_ = {};
-    const auto start = clock_type::now();
+    const auto start = stopwatch_clock::now();
     cholesky_.U = S;
     const bool factored = cholesky_upper(cholesky_.U, pivots);
     timings.products += seconds_since(start);
@@ -63,11 +55,11 @@ class own_solver final : public route_solver {
   bool occupied_orbitals(const matrix& H, int orbitals, std::vector<double>& eps, solver_timings& timings) override {
     cholesky_storage& c = cholesky_;
     const int n = H.rows();
-    auto start = clock_type::now();
+    auto start = stopwatch_clock::now();
     reduce_to_standard_form(c.U, H, c.A);
     timings.products += seconds_since(start);
 
-    start = clock_type::now();
+    start = stopwatch_clock::now();
     c.norms.assign(n, 0.0);
     c.sub.assign(n, 0.0);
     if (n >= 2) eigen_detail::householder_reduce(n, n, c.norms.data(), c.sub.data(), c.A.data(), c.eigen, true);
@@ -84,7 +76,7 @@ class own_solver final : public route_solver {
     apply_reflectors_to_columns(n, c.A.data(), n, c.norms.data(), c.C.data(), n, orbitals, c.reflector_work);
     timings.eigen += seconds_since(start);
 
-    start = clock_type::now();
+    start = stopwatch_clock::now();
     solve_upper(c.U, c.C.data(), n, orbitals);
     timings.products += seconds_since(start);
     return solved;

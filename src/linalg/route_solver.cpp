@@ -1,9 +1,9 @@
 #include "linalg/route_solver.hpp"
 
 #include <algorithm>
-#include <chrono>
 
 #include "linalg/overlap_definiteness.hpp"
+#include "linalg/stopwatch.hpp"
 
 namespace tbrelax {
 
@@ -24,9 +24,9 @@ void route_solver::solve(const matrix& H, const matrix& S, int electrons, electr
 
 bool route_solver::try_cholesky(const matrix& H, const matrix& S, int electrons, electronic_result& out) {
   if (!factor_overlap(S, pivots_, out.timings)) return false;
-  const auto start = std::chrono::steady_clock::now();
+  const auto start = stopwatch_clock::now();
   const bool trusted = check_overlap_factor(S, pivots_, [this](std::vector<double>& x) { solve_with_overlap(x); }).trusted;
-  out.timings.products += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  out.timings.products += seconds_since(start);
   if (!trusted) return false;
   const int orbitals = std::min(occupied_count(electrons), S.rows());
   if (!occupied_orbitals(H, orbitals, out.eps, out.timings)) return false;

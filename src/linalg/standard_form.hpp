@@ -12,7 +12,4 @@ namespace tbrelax {
 // upper triangle is formed. Two thirds of n^3 multiply-adds.
 void reduce_to_standard_form(const matrix& U, const matrix& H, matrix& A);
 
-// M := M^T for a square matrix, in place.
-void transpose_in_place(matrix& M);
-
 }  // namespace tbrelax

@@ -1,7 +1,6 @@
 #include "linalg/backends/lapack/lapack_canonical.hpp"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
@@ -14,6 +13,7 @@
 #include "linalg/backends/lapack/lapack_calls.hpp"
 #include "linalg/backends/lapack/lapack_products.hpp"
 #include "linalg/densities.hpp"
+#include "linalg/stopwatch.hpp"
 
 #ifdef TBRELAX_HAVE_OPENBLAS_THREADS
 extern "C" {
@@ -24,12 +24,6 @@ int openblas_get_num_threads(void);
 
 namespace tbrelax::lapack {
 namespace {
-
-using clock_type = std::chrono::steady_clock;
-
-double seconds_since(clock_type::time_point start) {
-  return std::chrono::duration<double>(clock_type::now() - start).count();
-}
 
 // Below this order the BLAS threads cost more than they save: waking them, and their spinning
 // after each call, which takes a core from the OpenMP loops around the solve.
@@ -60,7 +54,7 @@ void canonical_route::solve(const matrix& H, const matrix& S, int electrons, ele
   prepare(n);
 
   // S = U diag(s) U^T; X = U diag(1/sqrt|s|), each column divided elementwise.
-  auto start = clock_type::now();
+  auto start = stopwatch_clock::now();
   X_ = S;
   eigen(X_, s_);
   out.timings.eigen += seconds_since(start);
@@ -75,18 +69,18 @@ void canonical_route::solve(const matrix& H, const matrix& S, int electrons, ele
   }
 
   // H' = X^T (H X), upper triangle only: dsyevd reads no more.
-  start = clock_type::now();
+  start = stopwatch_clock::now();
   gemm('N', 'N', n, n, n, 1.0, H.data(), n, X_.data(), n, 0.0, T_.data(), n);
   upper_product(n, n, 'T', X_.data(), n, 'N', T_.data(), n, orthogonal_h_.data(), n);
   out.timings.products += seconds_since(start);
 
-  start = clock_type::now();
+  start = stopwatch_clock::now();
   eigen(orthogonal_h_, out.eps);
   out.timings.eigen += seconds_since(start);
 
   // Only the occupied orbitals C = X C' are needed; they go where H X was.
   const int occupied = std::min(occupied_count(electrons), n);
-  start = clock_type::now();
+  start = stopwatch_clock::now();
   gemm('N', 'N', n, occupied, n, 1.0, X_.data(), n, orthogonal_h_.data(), n, 0.0, T_.data(), n);
   out.timings.products += seconds_since(start);
 

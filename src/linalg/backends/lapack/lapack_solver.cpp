@@ -1,6 +1,5 @@
 #include "linalg/backends/lapack/lapack_solver.hpp"
 
-#include <chrono>
 #include <stdexcept>
 #include <vector>
 
@@ -8,6 +7,7 @@
 #include "linalg/backends/lapack/lapack_canonical.hpp"
 #include "linalg/densities.hpp"
 #include "linalg/route_solver.hpp"
+#include "linalg/stopwatch.hpp"
 
 #ifdef TBRELAX_HAVE_OPENBLAS_THREADS
 extern "C" {
@@ -18,12 +18,6 @@ char* openblas_get_corename(void);
 
 namespace tbrelax {
 namespace {
-
-using clock_type = std::chrono::steady_clock;
-
-double seconds_since(clock_type::time_point start) {
-  return std::chrono::duration<double>(clock_type::now() - start).count();
-}
 
 // What the Cholesky route keeps between solves at one order.
 struct cholesky_storage {
@@ -43,7 +37,7 @@ class lapack_solver final : public route_solver {
     const int n = S.rows();
     lapack::match_blas_threads(n);
     canonical_ = {};
-    const auto start = clock_type::now();
+    const auto start = stopwatch_clock::now();
     c_.U = S;
     int info = 0;
     dpotrf_("U", &n, c_.U.data(), &n, &info, 1);
@@ -64,12 +58,12 @@ class lapack_solver final : public route_solver {
     const int n = H.rows(), one = 1;
     prepare(n);
     int info = 0;
-    auto start = clock_type::now();
+    auto start = stopwatch_clock::now();
     c_.A = H;
     dsygst_(&one, "U", &n, c_.A.data(), &n, c_.U.data(), &n, &info, 1);
     timings.products += seconds_since(start);
 
-    start = clock_type::now();
+    start = stopwatch_clock::now();
     eps.resize(n);
     const int lwork = int(c_.work.size()), liwork = int(c_.iwork.size());
     dsytrd_("U", &n, c_.A.data(), &n, eps.data(), c_.off.data(), c_.tau.data(), c_.work.data(), &lwork, &info, 1);
@@ -80,7 +74,7 @@ class lapack_solver final : public route_solver {
             &info, 1, 1, 1);
     timings.eigen += seconds_since(start);
 
-    start = clock_type::now();
+    start = stopwatch_clock::now();
     const double unit = 1.0;
     dtrsm_("L", "U", "N", "N", &n, &orbitals, &unit, c_.U.data(), &n, c_.Z.data(), &n, 1, 1, 1, 1);
     timings.products += seconds_since(start);
@@ -144,7 +138,7 @@ double time_dsygvd(const matrix& H, const matrix& S) {
   std::vector<double> work(std::size_t(lapack::queried_size(size)));
   std::vector<int> iwork(std::size_t(std::max(iwork_size, 1)));
   const int lwork = int(work.size()), liwork = int(iwork.size());
-  const auto start = clock_type::now();
+  const auto start = stopwatch_clock::now();
   dsygvd_(&one, "V", "U", &n, A.data(), &n, B.data(), &n, w.data(), work.data(), &lwork, iwork.data(), &liwork, &info,
           1, 1);
   return seconds_since(start);
