@@ -4,6 +4,10 @@
 #include <cmath>
 #include <cstddef>
 
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
 #include "linalg/eigen_kernels.hpp"
 #include "linalg/packed_gemm.hpp"
 
@@ -11,181 +15,184 @@ namespace tbrelax {
 namespace {
 
 using eigen_detail::dot;
+using eigen_detail::madd;
+using eigen_detail::splat;
+using eigen_detail::vec;
+using eigen_detail::width;
 
 // Blocks of at most this order are solved and factored element by element; above it the work
 // is halved and the halves are coupled by a packed product.
 constexpr int leaf = 64;
-// Right-hand sides from which the element-by-element solves share the columns among threads.
+// Right-hand sides from which a solve shares its columns among threads.
 constexpr int threaded_columns = 32;
 
-// A square block of the factor: element (i, j) at u[i + j * ld].
-struct block {
-  const double* u;
+// Element (i, j) of a column-major matrix, by indices into the whole matrix.
+struct view {
+  double* data;
   std::size_t ld;
-  const double* at(int i, int j) const { return u + std::size_t(i) + std::size_t(j) * ld; }
+  double* at(int i, int j) const { return data + std::size_t(i) + std::size_t(j) * ld; }
 };
 
-// The split of [0, n) into two parts, the first a multiple of 8 so that the products start on
-// aligned rows.
-int half(int n) { return (n / 2 + 7) / 8 * 8; }
-
-// x := U^-T x over rows [0, n): x_i = (x_i - sum_{k<i} U(k, i) x_k) / U(i, i), each sum a dot
-// product with the contiguous column i of U.
-void forward_column(block U, int n, double* x) {
-  for (int i = 0; i < n; ++i) x[i] = (x[i] - dot(U.at(0, i), x, i)) / *U.at(i, i);
-}
-
-// x := U^-1 x over rows [0, n), column by column from the last: x_i is final once divided, and
-// then leaves its multiple of column i above the diagonal.
-void backward_column(block U, int n, double* x) {
-  for (int i = n - 1; i >= 0; --i) {
-    x[i] = x[i] / *U.at(i, i);
-    const double xi = x[i];
-    const double* col = U.at(0, i);
-    for (int k = 0; k < i; ++k) x[k] -= xi * col[k];
-  }
-}
+// The first row of the second half of [r0, r1), a multiple of 8 rows on so that the products
+// start on aligned rows.
+int middle(int r0, int r1) { return r0 + ((r1 - r0) / 2 + 7) / 8 * 8; }
 
 // The element-by-element solves take the columns `width` at a time, copied into a tile that
-// holds row k of all of them in one vector: each step is then one multiply-add of whole vectors.
-using eigen_detail::vec;
-using eigen_detail::width;
-
+// holds row k of all of them in one vector: each step is one multiply-add of whole vectors.
 struct column_tile {
   vec rows[leaf];
-  int count;  // columns in the tile
-
-  void load(const double* B, std::size_t ldb, int n, int columns) {
-    count = columns;
-    for (int k = 0; k < n; ++k)
-      for (int c = 0; c < width; ++c) rows[k][c] = c < count ? B[k + c * ldb] : 0.0;
-  }
-  void store(double* B, std::size_t ldb, int n) const {
-    for (int k = 0; k < n; ++k)
-      for (int c = 0; c < count; ++c) B[k + c * ldb] = rows[k][c];
-  }
 };
 
-// U^-T on rows [0, n): row i takes off U(k, i) times each solved row k < i.
-void forward_tile(block U, int n, column_tile& t) {
+// Rows [r0, r1) of the columns [c, c + count) of B, solved with the diagonal block of U there.
+template <class Step>
+void solve_tiles(view U, view B, int r0, int r1, int c0, int c1, Step step) {
+  const int n = r1 - r0;
+  column_tile t;
+  for (int c = c0; c < c1; c += width) {
+    const int count = std::min(width, c1 - c);
+    for (int k = 0; k < n; ++k)
+      for (int j = 0; j < width; ++j) t.rows[k][j] = j < count ? *B.at(r0 + k, c + j) : 0.0;
+    step(U, r0, n, t);
+    for (int k = 0; k < n; ++k)
+      for (int j = 0; j < count; ++j) *B.at(r0 + k, c + j) = t.rows[k][j];
+  }
+}
+
+// U^-T: row i takes off U(k, i) times each solved row k < i, then divides by U(i, i).
+void forward_step(view U, int r0, int n, column_tile& t) {
   for (int i = 0; i < n; ++i) {
-    const double* col = U.at(0, i);
+    const double* col = U.at(r0, r0 + i);
     vec acc = t.rows[i];
-    for (int k = 0; k < i; ++k) acc = eigen_detail::madd(eigen_detail::splat(-col[k]), t.rows[k], acc);
-    t.rows[i] = acc / eigen_detail::splat(col[i]);
+    for (int k = 0; k < i; ++k) acc = madd(splat(-col[k]), t.rows[k], acc);
+    t.rows[i] = acc / splat(col[i]);
   }
 }
 
-// U^-1 on rows [0, n): row i, once solved, is taken off every row above it.
-void backward_tile(block U, int n, column_tile& t) {
+// U^-1: row i, once divided by U(i, i), is taken off every row above it.
+void backward_step(view U, int r0, int n, column_tile& t) {
   for (int i = n - 1; i >= 0; --i) {
-    const double* col = U.at(0, i);
-    t.rows[i] = t.rows[i] / eigen_detail::splat(col[i]);
+    const double* col = U.at(r0, r0 + i);
+    t.rows[i] = t.rows[i] / splat(col[i]);
     const vec xi = t.rows[i];
-    for (int k = 0; k < i; ++k) t.rows[k] = eigen_detail::madd(eigen_detail::splat(-col[k]), xi, t.rows[k]);
+    for (int k = 0; k < i; ++k) t.rows[k] = madd(splat(-col[k]), xi, t.rows[k]);
   }
 }
 
+// B := U^-T B on the rows [r0, r1) of the columns [c0, c1), on the calling thread. With
+// upper_only a column c needs only its rows up to c, so the columns before r0 are left out.
+void forward(view U, view B, int r0, int r1, int c0, int c1, bool upper_only) {
+  if (upper_only) c0 = std::max(c0, r0);
+  if (c0 >= c1) return;
+  if (r1 - r0 <= leaf) {
+    solve_tiles(U, B, r0, r1, c0, c1, forward_step);
+    return;
+  }
+  const int m = middle(r0, r1);
+  forward(U, B, r0, m, c0, c1, upper_only);
+  // Rows [m, r1) lose U(r0:m, m:r1)^T times the rows [r0, m) just solved.
+  const int from = upper_only ? std::max(c0, m) : c0;
+  packed_product(r1 - m, c1 - from, m - r0, {U.at(r0, m), int(U.ld), true}, {B.at(r0, from), int(B.ld), false},
+                 nullptr, B.at(m, from), int(B.ld), false, product_result::subtract);
+  forward(U, B, m, r1, c0, c1, upper_only);
+}
+
+void backward(view U, view B, int r0, int r1, int c0, int c1) {
+  if (c0 >= c1) return;
+  if (r1 - r0 <= leaf) {
+    solve_tiles(U, B, r0, r1, c0, c1, backward_step);
+    return;
+  }
+  const int m = middle(r0, r1);
+  backward(U, B, m, r1, c0, c1);
+  packed_product(m - r0, c1 - c0, r1 - m, {U.at(r0, m), int(U.ld), false}, {B.at(m, c0), int(B.ld), false}, nullptr,
+                 B.at(r0, c0), int(B.ld), false, product_result::subtract);
+  backward(U, B, r0, m, c0, c1);
+}
+
+// solve(c0, c1) on bands of the columns [first, last), one band per thread, each started on a
+// whole tile. Column c's work grows as (c - first)^(power - 1), so the bands end at
+// first + (last - first) (t / threads)^(1 / power) to hold equal work. No thread waits for
+// another until the end, and every column is computed the same way whatever band it is in.
 template <class Solve>
-void each_tile(block U, int n, double* B, std::size_t ldb, int columns, Solve solve) {
-  const int tiles = (columns + width - 1) / width;
-#pragma omp parallel for schedule(static) if (columns >= threaded_columns)
-  for (int m = 0; m < tiles; ++m) {
-    column_tile t;
-    double* first = B + std::size_t(m) * width * ldb;
-    t.load(first, ldb, n, std::min(width, columns - m * width));
-    solve(U, n, t);
-    t.store(first, ldb, n);
+void in_column_bands(int first, int last, int power, Solve solve) {
+  int threads = 1;
+#ifdef _OPENMP
+  if (last - first >= threaded_columns && !omp_in_parallel()) threads = omp_get_max_threads();
+#endif
+  auto boundary = [&](int t) {
+    if (t >= threads) return last;
+    const double share = std::pow(double(t) / threads, 1.0 / power);
+    return std::min(last, first + int(std::lround(share * (last - first) / width)) * width);
+  };
+#pragma omp parallel num_threads(threads) if (threads > 1)
+  {
+    int t = 0;
+#ifdef _OPENMP
+    t = omp_get_thread_num();
+#endif
+    const int begin = boundary(t), end = boundary(t + 1);
+    if (begin < end) solve(begin, end);
   }
-}
-
-// B := U^-T B for the rows [0, n) of U, the columns [first, columns) of B, where first is 0 or
-// (for the upper triangle of the result only) the first row of the block.
-void forward(block U, int n, double* B, std::size_t ldb, int columns, bool upper_only) {
-  if (n <= leaf) {
-    each_tile(U, n, B, ldb, columns, forward_tile);
-    return;
-  }
-  const int m = half(n);
-  forward(U, m, B, ldb, columns, upper_only);
-  // Rows [m, n) lose U(0:m, m:n)^T times the solved rows [0, m); with upper_only only the
-  // columns from m on are needed below.
-  const int skip = upper_only ? m : 0;
-  double* lower = B + m + std::size_t(skip) * ldb;
-  packed_product(n - m, columns - skip, m, {U.at(0, m), int(U.ld), true}, {B + std::size_t(skip) * ldb, int(ldb), false},
-                 nullptr, lower, int(ldb), false, product_result::subtract);
-  forward({U.at(m, m), U.ld}, n - m, lower, ldb, columns - skip, upper_only);
-}
-
-void backward(block U, int n, double* B, std::size_t ldb, int columns) {
-  if (n <= leaf) {
-    each_tile(U, n, B, ldb, columns, backward_tile);
-    return;
-  }
-  const int m = half(n);
-  backward({U.at(m, m), U.ld}, n - m, B + m, ldb, columns);
-  packed_product(m, columns, n - m, {U.at(0, m), int(U.ld), false}, {B + m, int(ldb), false}, nullptr, B, int(ldb),
-                 false, product_result::subtract);
-  backward(U, m, B, ldb, columns);
 }
 
 // Column by column: column j of U from the columns before it, then its pivot.
-bool factor_leaf(double* u, std::size_t ld, int n, double* pivots) {
-  for (int j = 0; j < n; ++j) {
-    double* col = u + std::size_t(j) * ld;
-    for (int k = 0; k < j; ++k) {
-      const double* ck = u + std::size_t(k) * ld;
+bool factor_leaf(view U, int r0, int r1, double* pivots) {
+  for (int j = r0; j < r1; ++j) {
+    double* col = U.at(r0, j);
+    for (int k = 0; k < j - r0; ++k) {
+      const double* ck = U.at(r0, r0 + k);
       col[k] = (col[k] - dot(ck, col, k)) / ck[k];
     }
-    const double pivot = col[j] - dot(col, col, j);
+    const double pivot = col[j - r0] - dot(col, col, j - r0);
     pivots[j] = pivot;
     if (!(pivot > 0)) return false;
-    col[j] = std::sqrt(pivot);
+    col[j - r0] = std::sqrt(pivot);
   }
   return true;
 }
 
 // [A11 A12; . A22] = [U11^T 0; U12^T U22^T] [U11 U12; 0 U22]: U11 from A11, U12 = U11^-T A12,
 // then U22 from A22 - U12^T U12 (upper triangle).
-bool factor(double* u, std::size_t ld, int n, double* pivots) {
-  if (n <= leaf) return factor_leaf(u, ld, n, pivots);
-  const int m = half(n);
-  if (!factor(u, ld, m, pivots)) return false;
-  double* a12 = u + std::size_t(m) * ld;
-  forward({u, ld}, m, a12, ld, n - m, false);
-  double* a22 = a12 + m;
-  packed_product(n - m, n - m, m, {a12, int(ld), true}, {a12, int(ld), false}, nullptr, a22, int(ld), true,
-                 product_result::subtract);
-  return factor(a22, ld, n - m, pivots + m);
+bool factor(view U, int r0, int r1, double* pivots) {
+  if (r1 - r0 <= leaf) return factor_leaf(U, r0, r1, pivots);
+  const int m = middle(r0, r1);
+  if (!factor(U, r0, m, pivots)) return false;
+  in_column_bands(m, r1, 1, [&](int c0, int c1) { forward(U, U, r0, m, c0, c1, false); });
+  packed_product(r1 - m, r1 - m, m - r0, {U.at(r0, m), int(U.ld), true}, {U.at(r0, m), int(U.ld), false}, nullptr,
+                 U.at(m, m), int(U.ld), true, product_result::subtract);
+  return factor(U, m, r1, pivots);
 }
+
+view whole(const matrix& M) { return {const_cast<double*>(M.data()), std::size_t(M.rows())}; }
 
 }  // namespace
 
 bool cholesky_upper(matrix& U, std::vector<double>& pivots) {
   const int n = U.rows();
   pivots.assign(std::size_t(n), 0.0);
-  return n == 0 || factor(U.data(), std::size_t(n), n, pivots.data());
+  return n == 0 || factor(whole(U), 0, n, pivots.data());
 }
 
 void solve_transposed_upper(const matrix& U, double* B, int ldb, int columns) {
-  forward({U.data(), std::size_t(U.rows())}, U.rows(), B, std::size_t(ldb), columns, false);
+  in_column_bands(0, columns, 1, [&](int c0, int c1) {
+    forward(whole(U), {B, std::size_t(ldb)}, 0, U.rows(), c0, c1, false);
+  });
 }
 
 void solve_upper(const matrix& U, double* B, int ldb, int columns) {
-  backward({U.data(), std::size_t(U.rows())}, U.rows(), B, std::size_t(ldb), columns);
+  in_column_bands(0, columns, 1,
+                  [&](int c0, int c1) { backward(whole(U), {B, std::size_t(ldb)}, 0, U.rows(), c0, c1); });
 }
 
 void solve_transposed_upper_to_upper(const matrix& U, double* B) {
   const int n = U.rows();
-  forward({U.data(), std::size_t(n)}, n, B, std::size_t(n), n, true);
+  in_column_bands(0, n, 3, [&](int c0, int c1) { forward(whole(U), {B, std::size_t(n)}, 0, n, c0, c1, true); });
 }
 
 void solve_transposed_upper(const matrix& U, std::vector<double>& x) {
-  forward_column({U.data(), std::size_t(U.rows())}, U.rows(), x.data());
+  forward(whole(U), {x.data(), x.size()}, 0, U.rows(), 0, 1, false);
 }
 
-void solve_upper(const matrix& U, std::vector<double>& x) {
-  backward_column({U.data(), std::size_t(U.rows())}, U.rows(), x.data());
-}
+void solve_upper(const matrix& U, std::vector<double>& x) { backward(whole(U), {x.data(), x.size()}, 0, U.rows(), 0, 1); }
 
 }  // namespace tbrelax
