@@ -189,10 +189,19 @@ void solve_transposed_upper_to_upper(const matrix& U, double* B) {
   in_column_bands(0, n, 3, [&](int c0, int c1) { forward(whole(U), {B, std::size_t(n)}, 0, n, c0, c1, true); });
 }
 
+// One vector reads each column of U once, contiguously: a dot product per row going forward, a
+// multiple of the column taken off going back.
 void solve_transposed_upper(const matrix& U, std::vector<double>& x) {
-  forward(whole(U), {x.data(), x.size()}, 0, U.rows(), 0, 1, false);
+  for (int i = 0; i < U.rows(); ++i) x[i] = (x[i] - dot(U.col(i), x.data(), i)) / U(i, i);
 }
 
-void solve_upper(const matrix& U, std::vector<double>& x) { backward(whole(U), {x.data(), x.size()}, 0, U.rows(), 0, 1); }
+void solve_upper(const matrix& U, std::vector<double>& x) {
+  for (int i = U.rows() - 1; i >= 0; --i) {
+    x[i] = x[i] / U(i, i);
+    const double xi = x[i];
+    const double* col = U.col(i);
+    for (int k = 0; k < i; ++k) x[k] -= xi * col[k];
+  }
+}
 
 }  // namespace tbrelax
