@@ -5,13 +5,11 @@
 
 #include "linalg/canonical_orthogonalisation.hpp"
 #include "linalg/densities.hpp"
-#include "linalg/eigen_detail.hpp"
-#include "linalg/reflector_transform.hpp"
 #include "linalg/route_solver.hpp"
 #include "linalg/standard_form.hpp"
 #include "linalg/stopwatch.hpp"
+#include "linalg/subset_eigensolver.hpp"
 #include "linalg/triangular.hpp"
-#include "linalg/tridiagonal_eigen.hpp"
 
 namespace tbrelax {
 namespace {
@@ -23,9 +21,7 @@ struct cholesky_storage {
   matrix U;  // the factor of S
   matrix A;  // U^-T H U^-1, then the reflectors of its reduction
   matrix C;  // the occupied orbitals
-  std::vector<double> norms, sub, diagonal, off, reflector_work;
-  eigen_workspace eigen;
-  tridiagonal_workspace tridiagonal;
+  subset_eigen_workspace eigen;
 };
 
 struct canonical_storage {
@@ -60,20 +56,8 @@ class own_solver final : public route_solver {
     timings.products += seconds_since(start);
 
     start = stopwatch_clock::now();
-    c.norms.assign(n, 0.0);
-    c.sub.assign(n, 0.0);
-    if (n >= 2) eigen_detail::householder_reduce(n, n, c.norms.data(), c.sub.data(), c.A.data(), c.eigen, true);
-    c.diagonal.resize(n);
-    c.off.resize(n);
-    for (int i = 0; i < n; ++i) {
-      c.diagonal[i] = c.A(i, i);
-      if (i + 1 < n) c.off[i] = c.sub[i + 1];
-    }
-    if (c.C.rows() != n || c.C.cols() != orbitals) c.C = matrix(n, orbitals);
     eps.resize(n);
-    const bool solved =
-        tridiagonal_eigen(n, c.diagonal.data(), c.off.data(), orbitals, eps.data(), c.C.data(), n, c.tridiagonal);
-    apply_reflectors_to_columns(n, c.A.data(), n, c.norms.data(), c.C.data(), n, orbitals, c.reflector_work);
+    const bool solved = subset_eigensolver(c.A, orbitals, eps.data(), c.C, c.eigen, reduction_for_order(n));
     timings.eigen += seconds_since(start);
 
     start = stopwatch_clock::now();

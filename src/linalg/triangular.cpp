@@ -4,10 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
-#ifdef _OPENMP
-#include <omp.h>
-#endif
-
+#include "linalg/column_bands.hpp"
 #include "linalg/eigen_kernels.hpp"
 #include "linalg/packed_gemm.hpp"
 
@@ -23,8 +20,6 @@ using eigen_detail::width;
 // Blocks of at most this order are solved and factored element by element; above it the work
 // is halved and the halves are coupled by a packed product.
 constexpr int leaf = 64;
-// Right-hand sides from which a solve shares its columns among threads.
-constexpr int threaded_columns = 32;
 
 // Element (i, j) of a column-major matrix, by indices into the whole matrix.
 struct view {
@@ -107,32 +102,6 @@ void backward(view U, view B, int r0, int r1, int c0, int c1) {
   packed_product(m - r0, c1 - c0, r1 - m, {U.at(r0, m), int(U.ld), false}, {B.at(m, c0), int(B.ld), false}, nullptr,
                  B.at(r0, c0), int(B.ld), false, product_result::subtract);
   backward(U, B, r0, m, c0, c1);
-}
-
-// solve(c0, c1) on bands of the columns [first, last), one band per thread, each started on a
-// whole tile. Column c's work grows as (c - first)^(power - 1), so the bands end at
-// first + (last - first) (t / threads)^(1 / power) to hold equal work. No thread waits for
-// another until the end, and every column is computed the same way whatever band it is in.
-template <class Solve>
-void in_column_bands(int first, int last, int power, Solve solve) {
-  int threads = 1;
-#ifdef _OPENMP
-  if (last - first >= threaded_columns && !omp_in_parallel()) threads = omp_get_max_threads();
-#endif
-  auto boundary = [&](int t) {
-    if (t >= threads) return last;
-    const double share = std::pow(double(t) / threads, 1.0 / power);
-    return std::min(last, first + int(std::lround(share * (last - first) / width)) * width);
-  };
-#pragma omp parallel num_threads(threads) if (threads > 1)
-  {
-    int t = 0;
-#ifdef _OPENMP
-    t = omp_get_thread_num();
-#endif
-    const int begin = boundary(t), end = boundary(t + 1);
-    if (begin < end) solve(begin, end);
-  }
 }
 
 // Column by column: column j of U from the columns before it, then its pivot.

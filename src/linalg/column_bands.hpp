@@ -1,0 +1,59 @@
+#pragma once
+// Work on many columns shared among the threads by bands of columns: each thread takes one band
+// and runs everything on it (its products single-threaded), so that no thread waits for another
+// until the end, which keeps the speed when the cores are shared. Every column is computed the
+// same way whatever band holds it: the results do not depend on the number of threads.
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
+#include "linalg/eigen_kernels.hpp"
+
+namespace tbrelax {
+
+// Columns from which the work is shared among threads.
+inline constexpr int threaded_columns = 32;
+
+// work(c0, c1) on bands of the columns [first, last), one per thread, each starting on a whole
+// vector register's width of columns. Column c's work grows as (c - first)^(power - 1), so the
+// bands end at first + (last - first) (t / threads)^(1 / power) to hold equal work.
+template <class Work>
+void in_column_bands(int first, int last, int power, Work work) {
+  int threads = 1;
+#ifdef _OPENMP
+  if (last - first >= threaded_columns && !omp_in_parallel()) threads = omp_get_max_threads();
+#endif
+  constexpr int step = eigen_detail::width;
+  auto boundary = [&](int t) {
+    if (t >= threads) return last;
+    const double share = std::pow(double(t) / threads, 1.0 / power);
+    return std::min(last, first + int(std::lround(share * (last - first) / step)) * step);
+  };
+#pragma omp parallel num_threads(threads) if (threads > 1)
+  {
+    int t = 0;
+#ifdef _OPENMP
+    t = omp_get_thread_num();
+#endif
+    const int begin = boundary(t), end = boundary(t + 1);
+    if (begin < end) work(begin, end);
+  }
+}
+
+// work(c0, c1, scratch) on blocks of at most `block` columns of each band, one band per
+// thread, with scratch storage of its own: a block of columns stays in cache while a sequence
+// of transformations passes over it.
+template <class Work>
+void in_column_blocks(int columns, int block, Work work) {
+  in_column_bands(0, columns, 1, [&](int begin, int end) {
+    std::vector<double> scratch;
+    for (int c = begin; c < end; c += block) work(c, std::min(c + block, end), scratch);
+  });
+}
+
+}  // namespace tbrelax
