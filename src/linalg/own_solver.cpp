@@ -16,9 +16,9 @@ namespace {
 
 // What each route keeps between solves: a relaxation solves at one order again and again, and
 // storage allocated and faulted in anew every time costs a good share of an evaluation. The
-// storage of one route is released when the other runs, so that the two never add up.
+// storage of one route is released when the other one runs, so that the two never add up;
+// only the factor stays, since every solve tries it first.
 struct cholesky_storage {
-  matrix U;  // the factor of S
   matrix A;  // U^-T H U^-1, then the reflectors of its reduction
   matrix C;  // the occupied orbitals
   subset_eigen_workspace eigen;
@@ -35,24 +35,24 @@ class own_solver final : public route_solver {
 
  protected:
   bool factor_overlap(const matrix& S, std::vector<double>& pivots, solver_timings& timings) override {
-    canonical_ = {};
     const auto start = stopwatch_clock::now();
-    cholesky_.U = S;
-    const bool factored = cholesky_upper(cholesky_.U, pivots);
+    U_ = S;
+    const bool factored = cholesky_upper(U_, pivots);
     timings.products += seconds_since(start);
     return factored;
   }
 
   void solve_with_overlap(std::vector<double>& x) override {
-    solve_transposed_upper(cholesky_.U, x);
-    solve_upper(cholesky_.U, x);
+    solve_transposed_upper(U_, x);
+    solve_upper(U_, x);
   }
 
   bool occupied_orbitals(const matrix& H, int orbitals, std::vector<double>& eps, solver_timings& timings) override {
+    canonical_ = {};
     cholesky_storage& c = cholesky_;
     const int n = H.rows();
     auto start = stopwatch_clock::now();
-    reduce_to_standard_form(c.U, H, c.A);
+    reduce_to_standard_form(U_, H, c.A);
     timings.products += seconds_since(start);
 
     start = stopwatch_clock::now();
@@ -61,7 +61,7 @@ class own_solver final : public route_solver {
     timings.eigen += seconds_since(start);
 
     start = stopwatch_clock::now();
-    solve_upper(c.U, c.C.data(), n, orbitals);
+    solve_upper(U_, c.C.data(), n, orbitals);
     timings.products += seconds_since(start);
     return solved;
   }
@@ -75,6 +75,7 @@ class own_solver final : public route_solver {
   }
 
  private:
+  matrix U_;  // the factor of S
   cholesky_storage cholesky_;
   canonical_storage canonical_;
 };

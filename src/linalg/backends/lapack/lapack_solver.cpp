@@ -19,9 +19,9 @@ char* openblas_get_corename(void);
 namespace tbrelax {
 namespace {
 
-// What the Cholesky route keeps between solves at one order.
+// What the Cholesky route keeps between solves at one order, released when the canonical route
+// runs (the factor stays: every solve tries it first).
 struct cholesky_storage {
-  matrix U;  // the factor of S
   matrix A;  // U^-T H U^-1, then the reflectors of its reduction
   matrix Z;  // the tridiagonal matrix's eigenvectors, then the occupied orbitals in front
   std::vector<double> off, tau, work;
@@ -36,31 +36,31 @@ class lapack_solver final : public route_solver {
   bool factor_overlap(const matrix& S, std::vector<double>& pivots, solver_timings& timings) override {
     const int n = S.rows();
     lapack::match_blas_threads(n);
-    canonical_ = {};
     const auto start = stopwatch_clock::now();
-    c_.U = S;
+    U_ = S;
     int info = 0;
-    dpotrf_("U", &n, c_.U.data(), &n, &info, 1);
+    dpotrf_("U", &n, U_.data(), &n, &info, 1);
     pivots.assign(n, 0.0);
     if (info == 0)
-      for (int j = 0; j < n; ++j) pivots[j] = c_.U(j, j) * c_.U(j, j);
+      for (int j = 0; j < n; ++j) pivots[j] = U_(j, j) * U_(j, j);
     timings.products += seconds_since(start);
     return info == 0;
   }
 
   void solve_with_overlap(std::vector<double>& x) override {
-    const int n = c_.U.rows(), one = 1;
+    const int n = U_.rows(), one = 1;
     int info = 0;
-    dpotrs_("U", &n, &one, c_.U.data(), &n, x.data(), &n, &info, 1);
+    dpotrs_("U", &n, &one, U_.data(), &n, x.data(), &n, &info, 1);
   }
 
   bool occupied_orbitals(const matrix& H, int orbitals, std::vector<double>& eps, solver_timings& timings) override {
     const int n = H.rows(), one = 1;
+    canonical_ = {};
     prepare(n);
     int info = 0;
     auto start = stopwatch_clock::now();
     c_.A = H;
-    dsygst_(&one, "U", &n, c_.A.data(), &n, c_.U.data(), &n, &info, 1);
+    dsygst_(&one, "U", &n, c_.A.data(), &n, U_.data(), &n, &info, 1);
     timings.products += seconds_since(start);
 
     start = stopwatch_clock::now();
@@ -76,7 +76,7 @@ class lapack_solver final : public route_solver {
 
     start = stopwatch_clock::now();
     const double unit = 1.0;
-    dtrsm_("L", "U", "N", "N", &n, &orbitals, &unit, c_.U.data(), &n, c_.Z.data(), &n, 1, 1, 1, 1);
+    dtrsm_("L", "U", "N", "N", &n, &orbitals, &unit, U_.data(), &n, c_.Z.data(), &n, 1, 1, 1, 1);
     timings.products += seconds_since(start);
     return true;
   }
@@ -110,6 +110,7 @@ class lapack_solver final : public route_solver {
     c_.iwork.assign(std::size_t(std::max(iwork_size, 1)), 0);
   }
 
+  matrix U_;  // the factor of S
   cholesky_storage c_;
   lapack::canonical_route canonical_;
 };
