@@ -5,11 +5,7 @@
 
 #include "commands.hpp"
 #include "common.hpp"
-#include "driver/evaluation.hpp"
-#include "hessian/hessian.hpp"
-#include "hessian/ir_intensities.hpp"
-#include "hessian/thermochemistry.hpp"
-#include "hessian/vibrations.hpp"
+#include "driver/vibration_study.hpp"
 #include "io/molden.hpp"
 
 namespace tbrelax::tbcalc {
@@ -139,21 +135,12 @@ int run_freq(const options& o, std::ostream& out, std::ostream& err) {
   return guarded(path, err, [&] {
     calc.read(path, o.tbrelax_symbols);
     common_var& c = calc.c;
-    // The evaluation at the geometry itself rejects a non-finite energy before the Hessian's
-    // displaced ones, and gives the energy the modes belong to.
-    const double E = evaluate_finite(c, calc.model);
-    std::vector<double> dipole_derivatives;
-    hess_cre(c, calc.model, &dipole_derivatives);
-    // The displacements put the coordinates back only up to rounding: report the file's own.
-    c.x = c.x0;
-    c.y = c.y0;
-    c.z = c.z0;
-    vibrational_analysis v = analyse_vibrations(c);
-    v.intensities = ir_intensities(v, c.amass, dipole_derivatives);
-    const thermochemistry t = compute_thermochemistry(c, E, v.frequencies, v.linear, o.thermo);
+    const vibration_study study = study_vibrations(c, calc.model, o.thermo);
+    const vibrational_analysis& v = study.modes;
+    const thermochemistry& t = study.thermo;
     if (!o.molden.empty()) write_molden(o.molden, c, v);
     if (o.json)
-      json_report(out, path, c, E, v, t);
+      json_report(out, path, c, study.energy, v, t);
     else
       human_report(out, path, c, v, t, o.molden);
   });

@@ -2,9 +2,7 @@
 
 #include <cmath>
 
-#include "driver/evaluation.hpp"
 #include "hessian/hessian.hpp"
-#include "hessian/ir_intensities.hpp"
 #include "hessian/rigid_modes.hpp"
 #include "io/read_coord.hpp"
 #include "state/element.hpp"
@@ -54,18 +52,7 @@ vibration_result vibrations(const std::vector<std::string>& symbols, const posit
                             const thermo_conditions& conditions) {
   model_session s;
   load_checked(s, symbols, positions);
-  common_var& c = s.c;
-  vibration_result r;
-  r.energy = evaluate_finite(c, s.model);
-  std::vector<double> dipole_derivatives;
-  hess_cre(c, s.model, &dipole_derivatives);
-  if (!all_finite(c.hess)) throw numerical_error("the Hessian has a non-finite entry");
-  c.x = c.x0;
-  c.y = c.y0;
-  c.z = c.z0;
-  r.modes = analyse_vibrations(c);
-  r.modes.intensities = ir_intensities(r.modes, c.amass, dipole_derivatives);
-  r.thermo = compute_thermochemistry(c, r.energy, r.modes.frequencies, r.modes.linear, conditions);
+  vibration_result r{study_vibrations(s.c, s.model, conditions), ""};
   r.messages = s.screen.str();
   return r;
 }

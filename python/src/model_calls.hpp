@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "hessian/thermochemistry.hpp"
-#include "hessian/vibrations.hpp"
+#include "driver/vibration_study.hpp"
 #include "molecule_input.hpp"
 
 namespace tbrelax::python {
@@ -33,14 +32,12 @@ struct hessian_result {
 hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions);
 
 struct vibration_result {
-  double energy = 0;                 // at the given geometry (eV)
-  vibrational_analysis modes;        // with infrared intensities
-  thermochemistry thermo;
+  vibration_study study;
   std::string messages;
 };
 
-// The Hessian with dipole derivatives, the vibrational analysis and the thermochemistry, as
-// tbcalc freq reports them. Throws as hessian does, and input_rejected for bad conditions.
+// The vibrations, IR intensities and thermochemistry, as tbcalc freq reports them. Throws as
+// hessian does, and input_rejected for bad conditions.
 vibration_result vibrations(const std::vector<std::string>& symbols, const position_list& positions,
                             const thermo_conditions& conditions);
 

@@ -97,12 +97,13 @@ py::tuple vibrations_py(const std::vector<std::string>& symbols, const positions
     v = vibrations(symbols, r, at);
   }
   const auto n3 = static_cast<py::ssize_t>(3 * r.size());
-  const auto m = static_cast<py::ssize_t>(v.modes.modes.size());
+  const vibrational_analysis& a = v.study.modes;
+  const auto m = static_cast<py::ssize_t>(a.modes.size());
   std::vector<double> modes;
-  for (const auto& mode : v.modes.modes) modes.insert(modes.end(), mode.begin(), mode.end());
-  return py::make_tuple(v.energy, to_array(v.modes.frequencies), to_array(v.modes.intensities),
-                        to_array(modes, m, n3), to_array(v.modes.rigid_frequencies), v.modes.linear,
-                        v.modes.zero_point_energy, thermo_dict(v.thermo), v.messages);
+  for (const auto& mode : a.modes) modes.insert(modes.end(), mode.begin(), mode.end());
+  return py::make_tuple(v.study.energy, to_array(a.frequencies), to_array(a.intensities), to_array(modes, m, n3),
+                        to_array(a.rigid_frequencies), a.linear, a.zero_point_energy, thermo_dict(v.study.thermo),
+                        v.messages);
 }
 
 py::dict thermochemistry_py(const std::vector<std::string>& symbols, const positions_array& positions,
