@@ -8,8 +8,9 @@ H, C, N and O atoms.
 
 Energies are in eV, positions in angstrom, forces in eV/angstrom, Hessians in eV/angstrom^2,
 charges in e, dipoles in debye, wavenumbers in cm^-1, IR intensities in km/mol.
-The ASE calculator is ``tbrelax.ase.TBRelax``; ``tbrelax.plots`` draws spectra and relaxations. Every call releases the GIL while it computes
-and shares nothing with other calls, so evaluations may run on several threads at once.
+The ASE calculator is ``tbrelax.ase.TBRelax``; ``tbrelax.plots`` draws spectra and relaxations.
+Every call releases the GIL while it computes and shares nothing with other calls, so
+evaluations may run on several threads at once.
 """
 
 from __future__ import annotations
