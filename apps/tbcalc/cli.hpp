@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "hessian/thermochemistry.hpp"
+
 namespace tbrelax::tbcalc {
 
 enum class command { energy, freq, relax };
@@ -13,7 +15,9 @@ struct options {
   command cmd = command::energy;
   std::vector<std::string> files;
   bool json = false;
+  bool tbrelax_symbols = false;  // only the first character of a symbol counts, as in tbrelax
   std::string molden;      // freq: Molden file to write ("" for none)
+  thermo_conditions thermo;  // freq: temperature, pressure, symmetry number, soft modes
   std::string output;      // relax: relaxed geometry ("" for the default beside the input)
   std::string trajectory;  // relax: frames at the start of every block ("" for none)
 };
