@@ -119,7 +119,7 @@ void apply_band_reflectors(const matrix& A, band_reduction& r, double* Z, std::s
   const int n = A.rows(), b = r.width;
   const std::vector<panel> panels = panels_of(n, b);
   // Q Z = Q_0 (Q_1 (... Q_last Z)): the last panel first, a block of columns at a time.
-  in_column_blocks(columns, column_block, [&](int c0, int c1, std::vector<double>& scratch) {
+  in_column_blocks(columns, column_block, double(n) * n * columns, [&](int c0, int c1, std::vector<double>& scratch) {
     const int count = c1 - c0;
     scratch.resize(std::size_t(n) * b + 2 * std::size_t(b) * count);
     double* V = scratch.data();

@@ -26,7 +26,7 @@ void apply_bulge_reflectors(bulge_chase& r, double* Z, std::size_t ldz, int colu
   const int n = r.n, b = r.width, sweeps = n - 2;
   if (sweeps <= 0 || columns <= 0) return;
   const int nb = std::max(1, b / group_fraction), rows = b + nb - 1;
-  in_column_blocks(columns, column_block, [&](int first, int last, std::vector<double>& scratch) {
+  in_column_blocks(columns, column_block, double(n) * n * columns, [&](int first, int last, std::vector<double>& scratch) {
     const int count = last - first;
     scratch.resize(std::size_t(rows) * nb + 2 * std::size_t(nb) * nb + 2 * std::size_t(nb) * count + nb);
     double* V = scratch.data();

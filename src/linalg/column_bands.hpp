@@ -16,17 +16,21 @@
 
 namespace tbrelax {
 
-// Columns from which the work is shared among threads.
+// Below this many multiply-adds in all, or this many columns, the work stays on one thread:
+// waking a second one would cost more than it saves.
+inline constexpr double threaded_work = 1 << 20;
 inline constexpr int threaded_columns = 32;
 
 // work(c0, c1) on bands of the columns [first, last), one per thread, each starting on a whole
-// vector register's width of columns. Column c's work grows as (c - first)^(power - 1), so the
-// bands end at first + (last - first) (t / threads)^(1 / power) to hold equal work.
+// vector register's width of columns; `total` is the multiply-adds of all of them. Column c's
+// work grows as (c - first)^(power - 1), so the bands end at
+// first + (last - first) (t / threads)^(1 / power) to hold equal work.
 template <class Work>
-void in_column_bands(int first, int last, int power, Work work) {
+void in_column_bands(int first, int last, int power, double total, Work work) {
   int threads = 1;
 #ifdef _OPENMP
-  if (last - first >= threaded_columns && !omp_in_parallel()) threads = omp_get_max_threads();
+  if (last - first >= threaded_columns && total >= threaded_work && !omp_in_parallel())
+    threads = omp_get_max_threads();
 #endif
   constexpr int step = eigen_detail::width;
   auto boundary = [&](int t) {
@@ -49,8 +53,8 @@ void in_column_bands(int first, int last, int power, Work work) {
 // thread, with scratch storage of its own: a block of columns stays in cache while a sequence
 // of transformations passes over it.
 template <class Work>
-void in_column_blocks(int columns, int block, Work work) {
-  in_column_bands(0, columns, 1, [&](int begin, int end) {
+void in_column_blocks(int columns, int block, double total, Work work) {
+  in_column_bands(0, columns, 1, total, [&](int begin, int end) {
     std::vector<double> scratch;
     for (int c = begin; c < end; c += block) work(c, std::min(c + block, end), scratch);
   });

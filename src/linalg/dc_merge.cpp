@@ -22,8 +22,8 @@ namespace {
 // Which rows of the block a column of q can be non-zero in.
 enum column_kind : unsigned char { top_only, both, bottom_only };
 
-// Below this many values the per-value loops stay on one thread.
-constexpr int threaded_from = 128;
+// Below this many values the per-value loops (K^2 work each) stay on one thread.
+constexpr int threaded_from = 512;
 
 struct deflation {
   std::vector<int> kept;       // columns kept for the secular equation, values ascending

@@ -126,13 +126,17 @@ bool factor(view U, int r0, int r1, double* pivots) {
   if (r1 - r0 <= leaf) return factor_leaf(U, r0, r1, pivots);
   const int m = middle(r0, r1);
   if (!factor(U, r0, m, pivots)) return false;
-  in_column_bands(m, r1, 1, [&](int c0, int c1) { forward(U, U, r0, m, c0, c1, false); });
+  const double rows = m - r0;
+  in_column_bands(m, r1, 1, rows * rows / 2 * (r1 - m), [&](int c0, int c1) { forward(U, U, r0, m, c0, c1, false); });
   packed_product(r1 - m, r1 - m, m - r0, {U.at(r0, m), int(U.ld), true}, {U.at(r0, m), int(U.ld), false}, nullptr,
                  U.at(m, m), int(U.ld), true, product_result::subtract);
   return factor(U, m, r1, pivots);
 }
 
 view whole(const matrix& M) { return {const_cast<double*>(M.data()), std::size_t(M.rows())}; }
+
+// Half of n^2 multiply-adds per column.
+double solve_work(const matrix& U, int columns) { return double(U.rows()) * U.rows() / 2 * columns; }
 
 }  // namespace
 
@@ -143,19 +147,20 @@ bool cholesky_upper(matrix& U, std::vector<double>& pivots) {
 }
 
 void solve_transposed_upper(const matrix& U, double* B, int ldb, int columns) {
-  in_column_bands(0, columns, 1, [&](int c0, int c1) {
+  in_column_bands(0, columns, 1, solve_work(U, columns), [&](int c0, int c1) {
     forward(whole(U), {B, std::size_t(ldb)}, 0, U.rows(), c0, c1, false);
   });
 }
 
 void solve_upper(const matrix& U, double* B, int ldb, int columns) {
-  in_column_bands(0, columns, 1,
+  in_column_bands(0, columns, 1, solve_work(U, columns),
                   [&](int c0, int c1) { backward(whole(U), {B, std::size_t(ldb)}, 0, U.rows(), c0, c1); });
 }
 
 void solve_transposed_upper_to_upper(const matrix& U, double* B) {
   const int n = U.rows();
-  in_column_bands(0, n, 3, [&](int c0, int c1) { forward(whole(U), {B, std::size_t(n)}, 0, n, c0, c1, true); });
+  in_column_bands(0, n, 3, solve_work(U, n) / 3,
+                  [&](int c0, int c1) { forward(whole(U), {B, std::size_t(n)}, 0, n, c0, c1, true); });
 }
 
 // One vector reads each column of U once, contiguously: a dot product per row going forward, a

@@ -14,6 +14,8 @@ namespace {
 
 // Blocks of at most this order are solved by the QL iteration with vectors.
 constexpr int leaf_order = 32;
+// Order from which blocks and merges are shared among threads.
+constexpr int threaded_from = 512;
 
 struct node {
   int lo, mid, hi;  // rows [lo, mid) and [mid, hi); mid = hi for a leaf
@@ -81,7 +83,7 @@ bool tridiagonal_eigen(int n, const double* d_in, const double* e_in, int vector
   for (const node& b : nodes)
     if (b.height == 0) leaf_nodes.push_back(&b);
   bool converged = true;
-#pragma omp parallel for schedule(dynamic) reduction(&& : converged) if (leaves > 1)
+#pragma omp parallel for schedule(dynamic) reduction(&& : converged) if (n >= threaded_from)
   for (int i = 0; i < leaves; ++i) converged = solve_leaf(leaf_nodes[i]->lo, leaf_nodes[i]->hi, d, e, q, ld) && converged;
   if (!converged) return false;
 
@@ -106,7 +108,7 @@ bool tridiagonal_eigen(int n, const double* d_in, const double* e_in, int vector
       }
     const bool side_by_side = level < height && 4 * widest <= ld;
     const int count = int(merges.size());
-#pragma omp parallel for schedule(dynamic) if (side_by_side && count > 1)
+#pragma omp parallel for schedule(dynamic) if (side_by_side && count > 1 && n >= threaded_from)
     for (int m = 0; m < count; ++m) {
       const node& b = *merges[m];
       const int N = b.hi - b.lo;
