@@ -22,7 +22,8 @@ void apply_reflectors_to_columns(int n, const double* v, std::size_t ldv, const 
                                  int columns, std::vector<double>& work) {
   if (n < 3 || columns <= 0) return;  // rows 0 and 1 never reflect
   const std::size_t nn = std::size_t(n), bb = std::size_t(block), cols = std::size_t(columns);
-  work.resize(2 * nn * bb + 2 * bb * bb + 2 * bb * cols);
+  const std::size_t needed = 2 * nn * bb + 2 * bb * bb + 2 * bb * cols;
+  if (work.size() < needed) work.resize(needed);
   double* V = work.data();     // len x b
   double* Rt = V + nn * bb;    // b x len: R^T
   double* G = Rt + nn * bb;    // b x b: R^T V, then T

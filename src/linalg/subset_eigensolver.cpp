@@ -46,7 +46,9 @@ bool subset_eigensolver(matrix& A, int vectors, double* values, matrix& Z, subse
     apply_bulge_reflectors(w.chase, Z.data(), n, vectors);
     apply_band_reflectors(A, w.band, Z.data(), n, vectors);
   } else {
-    apply_reflectors_to_columns(n, A.data(), n, w.norms.data(), Z.data(), n, vectors, w.reflector_work);
+    // The blocks of n^2 doubles that the tridiagonal eigensolver no longer needs hold the
+    // reflector blocks, so that the back-transformation takes no storage of its own.
+    apply_reflectors_to_columns(n, A.data(), n, w.norms.data(), Z.data(), n, vectors, w.tridiagonal.q);
   }
   return solved;
 }

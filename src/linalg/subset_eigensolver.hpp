@@ -23,7 +23,7 @@ tridiagonal_reduction reduction_for_order(int n);
 
 // Storage kept between calls at one order.
 struct subset_eigen_workspace {
-  std::vector<double> norms, sub, diagonal, off, reflector_work;
+  std::vector<double> norms, sub, diagonal, off;
   eigen_workspace eigen;
   tridiagonal_workspace tridiagonal;
   band_reduction band;
