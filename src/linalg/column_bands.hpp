@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 #include <vector>
 
 #ifdef _OPENMP
@@ -21,17 +22,24 @@ namespace tbrelax {
 inline constexpr double threaded_work = 1 << 20;
 inline constexpr int threaded_columns = 32;
 
-// work(c0, c1) on bands of the columns [first, last), one per thread, each starting on a whole
-// vector register's width of columns; `total` is the multiply-adds of all of them. Column c's
-// work grows as (c - first)^(power - 1), so the bands end at
-// first + (last - first) (t / threads)^(1 / power) to hold equal work.
+// The threads a parallel region started here would get: 1 inside another one.
+inline int omp_threads() {
+#ifdef _OPENMP
+  return omp_in_parallel() ? 1 : omp_get_max_threads();
+#else
+  return 1;
+#endif
+}
+
+// work(c0, c1, t) on bands of the columns [first, last), band t on thread t (t below
+// omp_threads()), each starting on a whole vector register's width of columns; `total` is the
+// multiply-adds of all of them. Column c's work grows as (c - first)^(power - 1), so the bands
+// end at first + (last - first) (t / threads)^(1 / power) to hold equal work. A work function
+// that takes only (c0, c1) is called so too.
 template <class Work>
 void in_column_bands(int first, int last, int power, double total, Work work) {
   int threads = 1;
-#ifdef _OPENMP
-  if (last - first >= threaded_columns && total >= threaded_work && !omp_in_parallel())
-    threads = omp_get_max_threads();
-#endif
+  if (last - first >= threaded_columns && total >= threaded_work) threads = omp_threads();
   constexpr int step = eigen_detail::width;
   auto boundary = [&](int t) {
     if (t >= threads) return last;
@@ -45,7 +53,12 @@ void in_column_bands(int first, int last, int power, double total, Work work) {
     t = omp_get_thread_num();
 #endif
     const int begin = boundary(t), end = boundary(t + 1);
-    if (begin < end) work(begin, end);
+    if (begin < end) {
+      if constexpr (std::is_invocable_v<Work, int, int, int>)
+        work(begin, end, t);
+      else
+        work(begin, end);
+    }
   }
 }
 
