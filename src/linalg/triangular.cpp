@@ -53,13 +53,17 @@ void solve_tiles(view U, view B, int r0, int r1, int c0, int c1, Step step) {
   }
 }
 
-// U^-T: row i takes off U(k, i) times each solved row k < i, then divides by U(i, i).
+// U^-T: row i takes off U(k, i) times each solved row k < i, then divides by U(i, i). Four
+// partial sums keep four multiply-adds in flight instead of one chain.
 void forward_step(view U, int r0, int n, column_tile& t) {
   for (int i = 0; i < n; ++i) {
     const double* col = U.at(r0, r0 + i);
-    vec acc = t.rows[i];
-    for (int k = 0; k < i; ++k) acc = madd(splat(-col[k]), t.rows[k], acc);
-    t.rows[i] = acc / splat(col[i]);
+    vec acc[4] = {t.rows[i], vec{}, vec{}, vec{}};
+    int k = 0;
+    for (; k + 4 <= i; k += 4)
+      for (int h = 0; h < 4; ++h) acc[h] = madd(splat(-col[k + h]), t.rows[k + h], acc[h]);
+    for (; k < i; ++k) acc[0] = madd(splat(-col[k]), t.rows[k], acc[0]);
+    t.rows[i] = ((acc[0] + acc[1]) + (acc[2] + acc[3])) / splat(col[i]);
   }
 }
 
