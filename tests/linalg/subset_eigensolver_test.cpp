@@ -8,6 +8,10 @@
 #include <algorithm>
 #include <cmath>
 
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
 #include "linalg/eigen_test_support.hpp"
 
 namespace tbrelax {
@@ -50,6 +54,27 @@ INSTANTIATE_TEST_SUITE_P(Reductions, SubsetEigensolver,
                                            subset_case{129, 129, tridiagonal_reduction::through_band},
                                            subset_case{300, 150, tridiagonal_reduction::through_band},
                                            subset_case{517, 260, tridiagonal_reduction::through_band}));
+
+#ifdef _OPENMP
+// Both reductions share their work among threads only in ways that leave every sum as it is.
+TEST(SubsetEigensolver, ThreadCountDoesNotChangeTheResult) {
+  const int n = 517, vectors = 260, threads = omp_get_max_threads();
+  for (tridiagonal_reduction how : {tridiagonal_reduction::direct, tridiagonal_reduction::through_band}) {
+    std::vector<double> values[2];
+    matrix Z[2];
+    for (int pass = 0; pass < 2; ++pass) {
+      omp_set_num_threads(pass == 0 ? 1 : std::max(2, threads));
+      matrix A = testing::random_symmetric(n, 77);
+      values[pass].resize(n);
+      subset_eigen_workspace w;
+      ASSERT_TRUE(subset_eigensolver(A, vectors, values[pass].data(), Z[pass], w, how));
+    }
+    omp_set_num_threads(threads);
+    EXPECT_TRUE(testing::same_bits(values[0].data(), values[1].data(), n));
+    EXPECT_EQ(Z[0], Z[1]);
+  }
+}
+#endif
 
 }  // namespace
 }  // namespace tbrelax
