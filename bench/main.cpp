@@ -30,7 +30,8 @@ results run(const options& o) {
   std::cout << "Machine: " << machine_description() << "\nLoad average (1, 5, 15 min): " << r.load_before
             << "\n\nMedian seconds per evaluation over " << o.repeats
             << " evaluations; rest% is the share outside the eigendecompositions and the products;\n"
-            << "heap/n2 is the peak working storage of an evaluation in units of n^2 doubles.\n\n";
+            << "heap/n2 is the peak working storage of an evaluation in units of n^2 doubles; route is the\n"
+            << "way the electronic step went. A LAPACK build also times dsygvd alone on the same H and S.\n\n";
   print_evaluation_header(std::cout);
   for (const std::string& family : o.families)
     for (int size : o.sizes) {
@@ -38,6 +39,10 @@ results run(const options& o) {
       for (const std::string& solver : solvers) {
         r.sweep.push_back(time_evaluations(m, solver, threads, o.repeats));
         print_evaluation(std::cout, r.sweep.back());
+      }
+      if (const auto reference = time_dsygvd_alone(m, threads, o.repeats)) {
+        r.references.push_back(*reference);
+        print_reference(std::cout, *reference);
       }
     }
   r.exponents = fit_exponents(r.sweep, o.fit_from);

@@ -11,6 +11,11 @@
 #include "bench/heap_tracking.hpp"
 #include "driver/model_session.hpp"
 #include "driver/relaxation.hpp"
+#include "tb/assembly.hpp"
+
+#ifdef TBRELAX_HAVE_LAPACK
+#include "linalg/backends/lapack/lapack_solver.hpp"
+#endif
 
 namespace tbrelax::bench {
 namespace {
@@ -71,6 +76,7 @@ evaluation_figures time_evaluations(const molecule_spec& m, const std::string& s
     reset_heap_peak();
     const auto start = clock_type::now();
     f.energy = force(s.c, model, &details);
+    f.route = route_name(details.route);
     part_times t;
     t.total = std::chrono::duration<double>(clock_type::now() - start).count();
     f.peak_heap = std::max(f.peak_heap, heap_peak() - before);
@@ -92,6 +98,26 @@ evaluation_figures time_evaluations(const molecule_spec& m, const std::string& s
     f.median.*part = median_of(part);
   use_threads(threads_before);
   return f;
+}
+
+std::optional<reference_figures> time_dsygvd_alone(const molecule_spec& m, int threads, int repeats) {
+#ifdef TBRELAX_HAVE_LAPACK
+  const int threads_before = default_threads();
+  use_threads(threads);
+  model_session s(make_own_solver());
+  load_molecule(s.c, m.types, m.positions, m.formula);
+  matrix S(s.c.wfunc_count), H(s.c.wfunc_count);
+  assemble_overlap(all_atoms, s.c, s.par, S);
+  assemble_hamiltonian(all_atoms, s.c, s.par, S, H);
+  std::vector<double> seconds;
+  for (int r = 0; r < repeats; ++r) seconds.push_back(time_dsygvd(H, S));
+  reference_figures f{m.family, m.formula, m.basis_size, default_threads(), repeats, median(seconds)};
+  use_threads(threads_before);
+  return f;
+#else
+  (void)m, (void)threads, (void)repeats;
+  return std::nullopt;
+#endif
 }
 
 relaxation_figures time_relaxation(const molecule_spec& m, const std::string& solver, int threads) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@ struct part_times {
 
 struct evaluation_figures {
   std::string family, formula, solver;
+  std::string route;         // the way the electronic step went ("cholesky", "canonical")
   int atoms = 0, basis_size = 0, threads = 0, repeats = 0;
   part_times median;         // median of each part over the repeats
   double energy = 0;         // eV, of the last evaluation
@@ -34,6 +36,17 @@ struct evaluation_figures {
 // `repeats` calls of force on the molecule with the named solver and `threads` OpenMP threads
 // (0: leave the thread count as it is).
 evaluation_figures time_evaluations(const molecule_spec& m, const std::string& solver, int threads, int repeats);
+
+// LAPACK's generalised eigensolver alone (dsygvd, every eigenpair of H c = eps S c) on the
+// molecule's matrices: the yardstick of the whole evaluations.
+struct reference_figures {
+  std::string family, formula;
+  int basis_size = 0, threads = 0, repeats = 0;
+  double seconds = 0;  // median
+};
+
+// The median over `repeats` runs; nothing in a build without LAPACK.
+std::optional<reference_figures> time_dsygvd_alone(const molecule_spec& m, int threads, int repeats);
 
 struct relaxation_figures {
   std::string formula, solver;

@@ -64,7 +64,7 @@ std::string json_evaluation(const evaluation_figures& f) {
          ", \"threads\": " + std::to_string(f.threads) + ", \"repeats\": " + std::to_string(f.repeats) +
          ", \"energy_eV\": " + format("%.12g", f.energy) + ", \"median_seconds\": " + json_times(f.median) +
          ", \"rest_share\": " + number(rest_share(f.median)) + ", \"peak_heap_bytes\": " + std::to_string(f.peak_heap) +
-         ", \"peak_heap_n2_doubles\": " + number(heap_in_n2(f)) + "}";
+         ", \"peak_heap_n2_doubles\": " + number(heap_in_n2(f)) + ", \"route\": " + quoted(f.route) + "}";
 }
 
 template <class T, class F>
@@ -123,16 +123,23 @@ std::string load_average() {
 }
 
 void print_evaluation_header(std::ostream& out) {
-  out << format("%-7s %-10s %5s %5s %-7s %3s %9s %9s %9s %9s %9s %9s %9s %6s %7s\n", "family", "formula", "atoms", "n",
-                "solver", "thr", "total/s", "assembly", "eigen", "products", "occupy", "displace", "other", "rest%",
-                "heap/n2");
+  out << format("%-7s %-10s %5s %5s %-7s %3s %9s %9s %9s %9s %9s %9s %9s %6s %7s %s\n", "family", "formula", "atoms",
+                "n", "solver", "thr", "total/s", "assembly", "eigen", "products", "occupy", "displace", "other", "rest%",
+                "heap/n2", "route");
 }
 
 void print_evaluation(std::ostream& out, const evaluation_figures& f) {
   const part_times& t = f.median;
-  out << format("%-7s %-10s %5d %5d %-7s %3d %9.4f %9.4f %9.4f %9.4f %9.4f %9.4f %9.4f %6.1f %7.2f\n", f.family.c_str(),
-                f.formula.c_str(), f.atoms, f.basis_size, f.solver.c_str(), f.threads, t.total, t.assembly, t.eigen,
-                t.products, t.densities, t.displacement, t.other, 100 * rest_share(t), heap_in_n2(f))
+  out << format("%-7s %-10s %5d %5d %-7s %3d %9.4f %9.4f %9.4f %9.4f %9.4f %9.4f %9.4f %6.1f %7.2f %s\n",
+                f.family.c_str(), f.formula.c_str(), f.atoms, f.basis_size, f.solver.c_str(), f.threads, t.total,
+                t.assembly, t.eigen, t.products, t.densities, t.displacement, t.other, 100 * rest_share(t),
+                heap_in_n2(f), f.route.c_str())
+      << std::flush;
+}
+
+void print_reference(std::ostream& out, const reference_figures& f) {
+  out << format("%-7s %-10s %5s %5d %-7s %3d %9.4f   (LAPACK's generalised eigensolver alone)\n", f.family.c_str(),
+                f.formula.c_str(), "", f.basis_size, "dsygvd", f.threads, f.seconds)
       << std::flush;
 }
 
@@ -166,6 +173,12 @@ void print_summary(std::ostream& out, const results& r, const options& o) {
         out << format("  %-7s n = %5d  %s / %s = %.2f\n", f.family.c_str(), f.basis_size, f.solver.c_str(),
                       g.solver.c_str(), f.median.total / g.median.total);
       }
+  if (!r.references.empty()) out << "\nWhole evaluation against dsygvd alone on the same H and S:\n";
+  for (const reference_figures& x : r.references)
+    for (const evaluation_figures& f : r.sweep)
+      if (f.family == x.family && f.basis_size == x.basis_size)
+        out << format("  %-7s n = %5d  %-7s %.2f (%s route)\n", f.family.c_str(), f.basis_size, f.solver.c_str(),
+                      f.median.total / x.seconds, f.route.c_str());
   if (!r.scaling.empty()) out << "\nThreads (median time per evaluation):\n";
   for (std::size_t i = 0; i + 1 < r.scaling.size(); i += 2) {
     const evaluation_figures &one = r.scaling[i], &all = r.scaling[i + 1];
@@ -191,6 +204,11 @@ void write_json(const std::string& path, const results& r, const options& o) {
       << quoted(r.load_before) << ",\n  \"load_average_after\": " << quoted(r.load_after) << ",\n  \"repeats\": " << o.repeats
       << ",\n  \"sizes_aimed_at\": [" << sizes << "],\n  \"fit_from\": " << o.fit_from
       << ",\n  \"evaluations\": " << json_list(r.sweep, json_evaluation)
+      << ",\n  \"dsygvd_alone\": " << json_list(r.references, [](const reference_figures& x) {
+           return "{\"family\": " + quoted(x.family) + ", \"formula\": " + quoted(x.formula) + ", \"n\": " +
+                  std::to_string(x.basis_size) + ", \"threads\": " + std::to_string(x.threads) + ", \"repeats\": " +
+                  std::to_string(x.repeats) + ", \"median_seconds\": " + number(x.seconds) + "}";
+         })
       << ",\n  \"thread_scaling\": " << json_list(r.scaling, json_evaluation)
       << ",\n  \"exponents\": " << json_list(r.exponents, [](const exponent_fit& f) {
            return "{\"family\": " + quoted(f.family) + ", \"solver\": " + quoted(f.solver) + ", \"part\": " +

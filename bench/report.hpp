@@ -19,6 +19,7 @@ struct exponent_fit {
 
 struct results {
   std::vector<evaluation_figures> sweep;
+  std::vector<reference_figures> references;  // dsygvd alone, per molecule of the sweep
   std::vector<evaluation_figures> scaling;  // pairs: one thread, then all
   std::vector<exponent_fit> exponents;
   std::vector<relaxation_figures> relaxations;
@@ -37,6 +38,7 @@ std::string load_average();
 
 void print_evaluation_header(std::ostream& out);
 void print_evaluation(std::ostream& out, const evaluation_figures& f);
+void print_reference(std::ostream& out, const reference_figures& f);
 void print_summary(std::ostream& out, const results& r, const options& o);
 
 void write_json(const std::string& path, const results& r, const options& o);

@@ -112,6 +112,7 @@ void json_report(std::ostream& out, const std::string& path, const common_var& c
   json.key("charges").numbers(r.charges);
   json.key("dipole").numbers({r.dipole[0], r.dipole[1], r.dipole[2]});
   json.key("dipole_magnitude").value(r.dipole_magnitude);
+  json.key("electronic_route").value(route_name(r.details.route));
   json.end_object();
   out << json.str() << std::flush;
 }

@@ -1,18 +1,12 @@
 #include "linalg/canonical_orthogonalisation.hpp"
 
-#include <chrono>
 #include <cmath>
 
 #include "linalg/products.hpp"
+#include "linalg/stopwatch.hpp"
 
 namespace tbrelax {
 namespace {
-
-using clock_type = std::chrono::steady_clock;
-
-double seconds_since(clock_type::time_point start) {
-  return std::chrono::duration<double>(clock_type::now() - start).count();
-}
 
 // Eigenvalues into eps, eigenvectors into A, in place. The convergence flag is not examined:
 // a matrix on which QL fails after 50 iterations leaves its partial result, as the model does.
@@ -39,7 +33,7 @@ void enonort(std::vector<double>& eps, const matrix& H, const matrix& S, matrix&
   matrix& X = w.X;
   solver_timings local;
 
-  auto start = clock_type::now();
+  auto start = stopwatch_clock::now();
   X = S;  // reuses X's storage when the order is unchanged
   eigen_in_place(X, eps, scratch, w.eigen);
   local.eigen += seconds_since(start);
@@ -54,18 +48,18 @@ void enonort(std::vector<double>& eps, const matrix& H, const matrix& S, matrix&
     for (int j = 0; j < n; ++j) column[j] = column[j] / root;
   }
 
-  start = clock_type::now();
+  start = stopwatch_clock::now();
   matrix& T = w.T;
   matrix& orthogonal_h = w.orthogonal_h;
   multiply(H, X, T);
   multiply_transposed_symmetric(X, T, orthogonal_h);
   local.products += seconds_since(start);
 
-  start = clock_type::now();
+  start = stopwatch_clock::now();
   eigen_in_place(orthogonal_h, eps, scratch, w.eigen);
   local.eigen += seconds_since(start);
 
-  start = clock_type::now();
+  start = stopwatch_clock::now();
   multiply(X, orthogonal_h, C);
   local.products += seconds_since(start);
 

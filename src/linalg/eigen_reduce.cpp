@@ -46,8 +46,8 @@ void column_pieces(int l, int count, int step, int* bounds) {
 
 class reduction {
  public:
-  reduction(int nm, int n, double* d, double* e, double* v, eigen_workspace& workspace)
-      : ld_(std::size_t(nm)), lu_(std::size_t(n) + panel_padding), n_(n), d_(d), e_(e), v_(v),
+  reduction(int nm, int n, double* d, double* e, double* v, eigen_workspace& workspace, bool from_upper)
+      : ld_(std::size_t(nm)), lu_(std::size_t(n) + panel_padding), n_(n), from_upper_(from_upper), d_(d), e_(e), v_(v),
         work_(workspace.doubles((2 * panel_size + max_pieces + 2) * lu_)) {}
 
   void run(work_team* team);
@@ -71,6 +71,7 @@ class reduction {
   std::size_t ld_;
   std::size_t lu_;  // room for a panel vector, padding included
   int n_;
+  bool from_upper_;  // the matrix is already in the upper triangle
   double *d_, *e_, *v_;
   double* work_;
   int row_[panel_size];      // the row of each reflector of the panel
@@ -79,7 +80,7 @@ class reduction {
 };
 
 void reduction::run(work_team* team) {
-  mirror_lower(v_, ld_, n_);
+  if (!from_upper_) mirror_lower(v_, ld_, n_);
   for (int top = n_ - 1; top >= 1;) {
     const int bottom = std::max(1, top - panel_size + 1);
     int count = 0;
@@ -182,8 +183,8 @@ void reduction::finish_panel(work_team* team, int top, int bottom, int count) {
 
 }  // namespace
 
-void householder_reduce(int nm, int n, double* d, double* e, double* v, eigen_workspace& workspace) {
-  reduction r(nm, n, d, e, v, workspace);
+void householder_reduce(int nm, int n, double* d, double* e, double* v, eigen_workspace& workspace, bool from_upper) {
+  reduction r(nm, n, d, e, v, workspace, from_upper);
 #ifdef _OPENMP
   if (n >= threaded_from && omp_get_max_threads() > 1) {
     work_team team;

@@ -18,10 +18,17 @@ struct negative_overlap {
   double value;
 };
 
+// Which way a solve went (see route_solver.hpp): through the Cholesky factor of S, or by the
+// canonical orthogonalisation, which alone reports negative overlap eigenvalues.
+enum class electronic_route { canonical, cholesky };
+const char* route_name(electronic_route route);  // "canonical", "cholesky"
+
 // Seconds spent in the parts of one solve, for the benchmark.
 struct solver_timings {
-  double eigen = 0;      // both eigendecompositions
-  double products = 0;   // H X, X^T (H X), X C'
+  double eigen = 0;      // eigendecompositions: both of the canonical route; the Cholesky
+                         // route's tridiagonal reduction, tridiagonal solve and back-transformation
+  double products = 0;   // canonical: H X, X^T (H X), X C'; Cholesky: the factor, its test, the
+                         // reduction to standard form and the back substitution
   double densities = 0;  // P and W
 };
 
@@ -32,6 +39,7 @@ struct electronic_result {
   // Negative overlap eigenvalues, in ascending order. The solver carries on with their
   // absolute values; the caller reports them.
   std::vector<negative_overlap> negative_overlaps;
+  electronic_route route = electronic_route::canonical;
   solver_timings timings;
 };
 

@@ -68,12 +68,15 @@ void pack_b(const gemm_operand& B, const double* w, int pc, int kc, int j0, int 
   }
 }
 
-// The first block of the inner dimension sets the tile; the later ones add to it.
-void store_tile(const double* tile, int rows, int cols, double* C, int ldc, bool first) {
+// The first block of the inner dimension sets the tile; the later ones add to it. When
+// subtracting, every block is taken off C.
+void store_tile(const double* tile, int rows, int cols, double* C, int ldc, bool first, product_result result) {
   for (int j = 0; j < cols; ++j) {
     double* c = C + static_cast<std::size_t>(j) * ldc;
     const double* t = tile + j * MR;
-    if (first)
+    if (result == product_result::subtract)
+      for (int i = 0; i < rows; ++i) c[i] -= t[i];
+    else if (first)
       for (int i = 0; i < rows; ++i) c[i] = t[i];
     else
       for (int i = 0; i < rows; ++i) c[i] += t[i];
@@ -82,31 +85,39 @@ void store_tile(const double* tile, int rows, int cols, double* C, int ldc, bool
 
 // The columns [j_begin, j_end) of C on the calling thread, with its own packing buffers.
 void product_columns(int m, int j_begin, int j_end, int k, const gemm_operand& A, const gemm_operand& B,
-                     const double* weights, double* C, int ldc, bool upper_only) {
+                     const double* weights, double* C, int ldc, bool upper_only, product_result result) {
   const int kc_max = std::min(KC, k), mc_max = std::min(MC, slivers(m, MR) * MR);
   const int nc_max = std::min(NC, slivers(j_end - j_begin, NR) * NR);
-  std::vector<double> b_panel(static_cast<std::size_t>(kc_max) * nc_max), a_block(static_cast<std::size_t>(kc_max) * mc_max);
+  // The packing buffers of this thread, kept from call to call: a fresh allocation would be
+  // zeroed and faulted in every time, which costs as much as a small product.
+  thread_local std::vector<double> b_storage, a_storage;
+  const std::size_t b_size = static_cast<std::size_t>(kc_max) * nc_max, a_size = static_cast<std::size_t>(kc_max) * mc_max;
+  if (b_storage.size() < b_size) b_storage.resize(b_size);
+  if (a_storage.size() < a_size) a_storage.resize(a_size);
+  double* const b_panel = b_storage.data();
+  double* const a_block = a_storage.data();
   alignas(64) double tile[MR * NR];
   for (int jc = j_begin; jc < j_end; jc += NC) {
     const int nc = std::min(NC, j_end - jc), b_slivers = slivers(nc, NR);
     for (int pc = 0; pc < k; pc += KC) {
       const int kc = std::min(KC, k - pc);
       for (int s = 0; s < b_slivers; ++s)
-        pack_b(B, weights, pc, kc, jc + s * NR, std::min(NR, nc - s * NR), b_panel.data() + static_cast<std::size_t>(s) * NR * kc);
+        pack_b(B, weights, pc, kc, jc + s * NR, std::min(NR, nc - s * NR), b_panel + static_cast<std::size_t>(s) * NR * kc);
       for (int ic = 0; ic < m; ic += MC) {
         // In the upper triangle, no column of this panel reaches rows from ic on.
         if (upper_only && ic >= jc + nc) break;
         const int mc = std::min(MC, m - ic), a_slivers = slivers(mc, MR);
         for (int r = 0; r < a_slivers; ++r)
-          pack_a(A, pc, kc, ic + r * MR, std::min(MR, mc - r * MR), a_block.data() + static_cast<std::size_t>(r) * MR * kc);
+          pack_a(A, pc, kc, ic + r * MR, std::min(MR, mc - r * MR), a_block + static_cast<std::size_t>(r) * MR * kc);
         for (int s = 0; s < b_slivers; ++s) {
           const int j0 = jc + s * NR, cols = std::min(NR, nc - s * NR);
           for (int r = 0; r < a_slivers; ++r) {
             const int i0 = ic + r * MR;
             if (upper_only && i0 > j0 + cols - 1) break;
-            gemm::micro_kernel(kc, a_block.data() + static_cast<std::size_t>(r) * MR * kc,
-                               b_panel.data() + static_cast<std::size_t>(s) * NR * kc, tile);
-            store_tile(tile, std::min(MR, m - i0), cols, C + i0 + static_cast<std::size_t>(j0) * ldc, ldc, pc == 0);
+            gemm::micro_kernel(kc, a_block + static_cast<std::size_t>(r) * MR * kc,
+                               b_panel + static_cast<std::size_t>(s) * NR * kc, tile);
+            store_tile(tile, std::min(MR, m - i0), cols, C + i0 + static_cast<std::size_t>(j0) * ldc, ldc, pc == 0,
+                       result);
           }
         }
       }
@@ -126,9 +137,10 @@ int share_begin(int t, int threads, int n, bool upper_only) {
 }  // namespace
 
 void packed_product(int m, int n, int k, gemm_operand A, gemm_operand B, const double* weights, double* C, int ldc,
-                    bool upper_only) {
+                    bool upper_only, product_result result) {
   if (m <= 0 || n <= 0) return;
   if (k <= 0) {
+    if (result == product_result::subtract) return;
     for (int j = 0; j < n; ++j) std::fill_n(C + static_cast<std::size_t>(j) * ldc, m, 0.0);
     return;
   }
@@ -142,7 +154,7 @@ void packed_product(int m, int n, int k, gemm_operand A, gemm_operand B, const d
     threads = omp_get_num_threads();
 #endif
     const int begin = share_begin(t, threads, n, upper_only), end = share_begin(t + 1, threads, n, upper_only);
-    if (begin < end) product_columns(m, begin, end, k, A, B, weights, C, ldc, upper_only);
+    if (begin < end) product_columns(m, begin, end, k, A, B, weights, C, ldc, upper_only, result);
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "linalg/packed_gemm.hpp"
 
@@ -10,6 +11,21 @@ namespace {
 
 void shape(matrix& C, int rows, int cols) {
   if (C.rows() != rows || C.cols() != cols) C = matrix(rows, cols);
+}
+
+// f(i, j) for every element below the diagonal of an n x n matrix, in blocks (bi, bj), bi >= bj,
+// small enough that a block and its transposed partner stay in cache together.
+template <class F>
+void for_each_lower_element(int n, F f) {
+  constexpr int block = 64;
+  const int blocks = (n + block - 1) / block;
+#pragma omp parallel for schedule(dynamic) if (n > 512)
+  for (int bj = 0; bj < blocks; ++bj)
+    for (int bi = bj; bi < blocks; ++bi) {
+      const int j_end = std::min(n, (bj + 1) * block), i_end = std::min(n, (bi + 1) * block);
+      for (int j = bj * block; j < j_end; ++j)
+        for (int i = std::max(j + 1, bi * block); i < i_end; ++i) f(i, j);
+    }
 }
 
 }  // namespace
@@ -39,17 +55,11 @@ void weighted_outer_sum(const matrix& C, std::span<const double> weights, matrix
 }
 
 void mirror_upper_to_lower(matrix& M) {
-  constexpr int block = 64;
-  const int n = M.rows();
-  const int blocks = (n + block - 1) / block;
-  // Blocks (bi, bj) with bi >= bj of the lower triangle, each read from its transposed block.
-#pragma omp parallel for schedule(dynamic) if (n > 512)
-  for (int bj = 0; bj < blocks; ++bj)
-    for (int bi = bj; bi < blocks; ++bi) {
-      const int j_end = std::min(n, (bj + 1) * block), i_end = std::min(n, (bi + 1) * block);
-      for (int j = bj * block; j < j_end; ++j)
-        for (int i = std::max(j + 1, bi * block); i < i_end; ++i) M(i, j) = M(j, i);
-    }
+  for_each_lower_element(M.rows(), [&](int i, int j) { M(i, j) = M(j, i); });
+}
+
+void transpose_in_place(matrix& M) {
+  for_each_lower_element(M.rows(), [&](int i, int j) { std::swap(M(i, j), M(j, i)); });
 }
 
 }  // namespace tbrelax

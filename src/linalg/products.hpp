@@ -21,4 +21,7 @@ void weighted_outer_sum(const matrix& C, std::span<const double> weights, matrix
 // M(i, j) = M(j, i) for i > j, in cache-sized blocks.
 void mirror_upper_to_lower(matrix& M);
 
+// M := M^T for a square matrix, in place, in cache-sized blocks.
+void transpose_in_place(matrix& M);
+
 }  // namespace tbrelax

@@ -112,6 +112,7 @@ double force(common_var& c, const energy_model& model, evaluation_details* detai
     details->displacement_seconds = displacement_seconds;
     details->repulsion_seconds = repulsion_seconds;
     details->solver = electrons.timings;
+    details->route = electrons.route;
   }
   return E;
 }

@@ -36,6 +36,7 @@ struct evaluation_details {
   double displacement_seconds = 0;  // finite-difference electronic forces
   double repulsion_seconds = 0;
   solver_timings solver;
+  electronic_route route = electronic_route::canonical;  // the way the electronic step went
 };
 
 // Forward-difference displacement of the electronic forces (angstrom).

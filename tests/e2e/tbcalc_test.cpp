@@ -55,6 +55,26 @@ TEST(TbcalcEnergy, WaterReproducesTheReferenceEnergyAndForces) {
   EXPECT_TRUE(py.out.ends_with(" ['O', 'H', 'H']\n")) << py.out;
 }
 
+// The electronic step goes through the Cholesky factor of S where S is safely positive
+// definite. An N and an O atom 1e-8 angstrom apart make S indefinite: the canonical route runs
+// and its warnings come out as tbrelax words them.
+TEST(TbcalcEnergy, ReportsTheElectronicRoute) {
+  struct input {
+    std::string xyz, route, err;
+  };
+  for (const input& c : std::vector<input>{
+           {water, "cholesky", ""},
+           {"2\nNO\nN 0 0 0\nO 1e-8 0 0\n", "canonical",
+            "  Error S<0.           1  -1.6718919113289576E-01\n  Error S<0.           2  -1.6718919113289576E-01\n"}}) {
+    temp_dir dir;
+    write_text(dir / "m.xyz", c.xyz);
+    const auto r = tbcalc({"energy", "--json", "m.xyz"}, dir.path());
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, c.err);
+    EXPECT_NE(r.out.find("\"electronic_route\": \"" + c.route + "\""), std::string::npos) << r.out;
+  }
+}
+
 TEST(TbcalcEnergy, SingleHydrogenHasNoLumo) {
   temp_dir dir;
   write_text(dir / "h.xyz", "1\n'lone atom'\nH 1.5 -2 3\n");

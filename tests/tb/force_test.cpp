@@ -62,5 +62,31 @@ TEST(Force, EachNegativeOverlapEigenvalueGetsItsLineAndPause) {
   EXPECT_EQ(left, "c");
 }
 
+// Where S is not safely positive definite, every solver takes the canonical route, which reports
+// each negative overlap eigenvalue. An N and an O atom 1e-8 angstrom apart overlap by more than
+// one in their p orbitals across the axis: two eigenvalues 1 - 1.167. Two H atoms 1e-4 angstrom
+// apart leave S positive definite but nearly singular (smallest eigenvalue 2e-8): no line.
+TEST(Force, CrushedAtomsTakeTheCanonicalRouteWithItsLines) {
+  struct crushed {
+    std::vector<testing::atom> atoms;
+    std::string screen;
+  };
+  const std::vector<crushed> cases{
+      {{{'N', {0, 0, 0}}, {'O', {1e-8, 0, 0}}},
+       "  Error S<0.           1  -1.6718919113289576E-01\n  Error S<0.           2  -1.6718919113289576E-01\n"},
+      {{{'H', {0, 0, 0}}, {'H', {1e-4, 0, 0}}}, ""}};
+  for (const crushed& x : cases)
+    for (const std::string& name : available_solvers()) {
+      auto solver = make_solver(name);
+      if (!solver) continue;
+      test_model m(std::move(solver), "\n\n");
+      common_var c = molecule(x.atoms);
+      evaluation_details details;
+      force(c, m.model, &details);
+      EXPECT_EQ(details.route, electronic_route::canonical) << name;
+      EXPECT_EQ(m.screen.str(), x.screen) << name;
+    }
+}
+
 }  // namespace
 }  // namespace tbrelax

@@ -2,10 +2,13 @@
 // The electronic solver on an NVIDIA GPU (cuSOLVER and cuBLAS), and the solver that chooses
 // between it and a CPU solver at run time. This header needs no CUDA headers.
 //
-// The GPU path solves the same canonical orthogonalisation as the CPU path: both
-// eigendecompositions, the three products and the P and W sums run on the device, H and S go up
-// once, eps, P, W and the overlap eigenvalues (for the negative-eigenvalue report) come down
-// once. It holds three n x n matrices on the device plus the eigensolver's workspace.
+// The GPU path takes the same two routes as the CPU path (route_solver.hpp). The Cholesky route:
+// Xpotrf, the reduction to standard form by two triangular solves, Xsyevd, the back substitution
+// of the occupied orbitals and the P and W sums on the device; S and H go up once, the factor's
+// diagonal (for its test), eps, P and W come down once. The canonical route: both
+// eigendecompositions, the three products and the sums on the device, the overlap eigenvalues
+// coming down for the negative-eigenvalue report. Either holds three n x n matrices on the
+// device plus the eigensolver's workspace.
 
 #include <memory>
 #include <string>

@@ -1,24 +1,16 @@
 #include "linalg/backends/lapack/lapack_solver.hpp"
 
-#include <algorithm>
-#include <chrono>
-#include <cmath>
-#include <limits>
 #include <stdexcept>
 #include <vector>
 
-#ifdef _OPENMP
-#include <omp.h>
-#endif
-
 #include "linalg/backends/lapack/lapack_calls.hpp"
-#include "linalg/backends/lapack/lapack_products.hpp"
+#include "linalg/backends/lapack/lapack_canonical.hpp"
 #include "linalg/densities.hpp"
+#include "linalg/route_solver.hpp"
+#include "linalg/stopwatch.hpp"
 
 #ifdef TBRELAX_HAVE_OPENBLAS_THREADS
 extern "C" {
-void openblas_set_num_threads(int);
-int openblas_get_num_threads(void);
 char* openblas_get_config(void);
 char* openblas_get_corename(void);
 }
@@ -27,112 +19,100 @@ char* openblas_get_corename(void);
 namespace tbrelax {
 namespace {
 
-using clock_type = std::chrono::steady_clock;
+// What the Cholesky route keeps between solves at one order, released when the canonical route
+// runs (the factor stays: every solve tries it first).
+struct cholesky_storage {
+  matrix A;  // U^-T H U^-1, then the reflectors of its reduction
+  matrix Z;  // the tridiagonal matrix's eigenvectors, then the occupied orbitals in front
+  std::vector<double> off, tau, work;
+  std::vector<int> iwork;
+};
 
-double seconds_since(clock_type::time_point start) {
-  return std::chrono::duration<double>(clock_type::now() - start).count();
-}
-
-// Below this order the BLAS threads cost more than they save: waking them, and their spinning
-// after each call, which takes a core from the OpenMP loops around the solve.
-constexpr int blas_threads_from = 500;
-
-// OpenBLAS keeps threads of its own. They follow the OpenMP setting of the caller, so that one
-// knob (OMP_NUM_THREADS, omp_set_num_threads) governs every thread of an evaluation and the two
-// pools never run at once on more cores than asked for. Inside a parallel region the count is
-// left alone: other threads may be calling too.
-void match_blas_threads(int n) {
-#if defined(TBRELAX_HAVE_OPENBLAS_THREADS) && defined(_OPENMP)
-  if (omp_in_parallel()) return;
-  const int wanted = n >= blas_threads_from ? omp_get_max_threads() : 1;
-  if (openblas_get_num_threads() != wanted) openblas_set_num_threads(wanted);
-#else
-  (void)n;
-#endif
-}
-
-class lapack_solver final : public electronic_solver {
+class lapack_solver final : public route_solver {
  public:
   std::string name() const override { return "lapack"; }
 
-  void solve(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
+ protected:
+  bool factor_overlap(const matrix& S, std::vector<double>& pivots, solver_timings& timings) override {
     const int n = S.rows();
-    out.timings = {};
-    out.negative_overlaps.clear();
-    out.eps.assign(n, 0.0);
-    if (out.P.rows() != n || out.P.cols() != n) out.P = matrix(n, n);
-    if (out.W.rows() != n || out.W.cols() != n) out.W = matrix(n, n);
-    if (n == 0) return;
-    match_blas_threads(n);
+    lapack::match_blas_threads(n);
+    const auto start = stopwatch_clock::now();
+    U_ = S;
+    int info = 0;
+    dpotrf_("U", &n, U_.data(), &n, &info, 1);
+    pivots.assign(n, 0.0);
+    if (info == 0)
+      for (int j = 0; j < n; ++j) pivots[j] = U_(j, j) * U_(j, j);
+    timings.products += seconds_since(start);
+    return info == 0;
+  }
+
+  void solve_with_overlap(std::vector<double>& x) override {
+    const int n = U_.rows(), one = 1;
+    int info = 0;
+    dpotrs_("U", &n, &one, U_.data(), &n, x.data(), &n, &info, 1);
+  }
+
+  bool occupied_orbitals(const matrix& H, int orbitals, std::vector<double>& eps, solver_timings& timings) override {
+    const int n = H.rows(), one = 1;
+    canonical_ = {};
     prepare(n);
+    int info = 0;
+    auto start = stopwatch_clock::now();
+    c_.A = H;
+    dsygst_(&one, "U", &n, c_.A.data(), &n, U_.data(), &n, &info, 1);
+    timings.products += seconds_since(start);
 
-    // S = U diag(s) U^T; X = U diag(1/sqrt|s|), each column divided elementwise.
-    auto start = clock_type::now();
-    X_ = S;
-    eigen(X_, s_);
-    out.timings.eigen += seconds_since(start);
-    for (int k = 0; k < n; ++k) {
-      if (s_[k] < 0) {
-        out.negative_overlaps.push_back({k + 1, s_[k]});
-        s_[k] = -s_[k];
-      }
-      const double root = std::sqrt(s_[k]);
-      double* column = X_.col(k);
-      for (int j = 0; j < n; ++j) column[j] = column[j] / root;
-    }
+    start = stopwatch_clock::now();
+    eps.resize(n);
+    const int lwork = int(c_.work.size()), liwork = int(c_.iwork.size());
+    dsytrd_("U", &n, c_.A.data(), &n, eps.data(), c_.off.data(), c_.tau.data(), c_.work.data(), &lwork, &info, 1);
+    dstedc_("I", &n, eps.data(), c_.off.data(), c_.Z.data(), &n, c_.work.data(), &lwork, c_.iwork.data(), &liwork,
+            &info, 1);
+    if (info != 0) return false;
+    dormtr_("L", "U", "N", &n, &orbitals, c_.A.data(), &n, c_.tau.data(), c_.Z.data(), &n, c_.work.data(), &lwork,
+            &info, 1, 1, 1);
+    timings.eigen += seconds_since(start);
 
-    // H' = X^T (H X), upper triangle only: dsyevd reads no more.
-    start = clock_type::now();
-    lapack::gemm('N', 'N', n, n, n, 1.0, H.data(), n, X_.data(), n, 0.0, T_.data(), n);
-    lapack::upper_product(n, n, 'T', X_.data(), n, 'N', T_.data(), n, orthogonal_h_.data(), n);
-    out.timings.products += seconds_since(start);
+    start = stopwatch_clock::now();
+    const double unit = 1.0;
+    dtrsm_("L", "U", "N", "N", &n, &orbitals, &unit, U_.data(), &n, c_.Z.data(), &n, 1, 1, 1, 1);
+    timings.products += seconds_since(start);
+    return true;
+  }
 
-    start = clock_type::now();
-    eigen(orthogonal_h_, out.eps);
-    out.timings.eigen += seconds_since(start);
+  // The occupied orbitals are the leading columns of Z.
+  void densities(int electrons, electronic_result& out) override { form_densities(c_.Z, out.eps, electrons, out); }
 
-    // Only the occupied orbitals C = X C' are needed; they go where H X was.
-    const int occupied = std::min(occupied_count(electrons), n);
-    start = clock_type::now();
-    double* C = T_.data();
-    lapack::gemm('N', 'N', n, occupied, n, 1.0, X_.data(), n, orthogonal_h_.data(), n, 0.0, C, n);
-    out.timings.products += seconds_since(start);
-
-    // P and W by our own weighted rank-k sums: on two cores they take half the time of
-    // dsyrk and dgemm over the same triangles.
-    form_densities(T_, out.eps, electrons, out);
+  void solve_canonical(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
+    c_ = {};
+    canonical_.solve(H, S, electrons, out);
   }
 
  private:
-  // Buffers for order n, and the divide-and-conquer workspace LAPACK asks for.
+  // Buffers for order n, and the largest workspace the three routines ask for.
   void prepare(int n) {
-    if (X_.rows() == n) return;
-    X_ = matrix(n, n);
-    T_ = matrix(n, n);
-    orthogonal_h_ = matrix(n, n);
-    s_.assign(n, 0.0);
-    int lwork = -1, liwork = -1, info = 0, iwork_size = 0;
-    double work_size = 0;
-    dsyevd_("V", "U", &n, X_.data(), &n, s_.data(), &work_size, &lwork, &iwork_size, &liwork, &info, 1, 1);
-    if (info != 0) throw std::logic_error("dsyevd workspace query failed");
-    work_.assign(static_cast<std::size_t>(work_size), 0.0);
-    iwork_.assign(static_cast<std::size_t>(iwork_size), 0);
+    if (c_.A.rows() == n && c_.Z.rows() == n) return;
+    c_.A = matrix(n, n);
+    c_.Z = matrix(n, n);
+    c_.off.assign(n, 0.0);
+    c_.tau.assign(n, 0.0);
+    int query = -1, info = 0, iwork_size = 0;
+    double size = 0, largest = 1;
+    dsytrd_("U", &n, c_.A.data(), &n, c_.off.data(), c_.off.data(), c_.tau.data(), &size, &query, &info, 1);
+    largest = std::max(largest, size);
+    dstedc_("I", &n, c_.off.data(), c_.off.data(), c_.Z.data(), &n, &size, &query, &iwork_size, &query, &info, 1);
+    largest = std::max(largest, size);
+    dormtr_("L", "U", "N", &n, &n, c_.A.data(), &n, c_.tau.data(), c_.Z.data(), &n, &size, &query, &info, 1, 1, 1);
+    largest = std::max(largest, size);
+    if (info != 0) throw std::logic_error("LAPACK workspace query failed");
+    c_.work.assign(std::size_t(lapack::queried_size(largest)), 0.0);
+    c_.iwork.assign(std::size_t(std::max(iwork_size, 1)), 0);
   }
 
-  // Eigenvalues ascending into w, eigenvectors into the columns of A (upper triangle read).
-  // Where the method fails to converge the eigenvalues are NaN: the energy is then not finite,
-  // which the caller reports.
-  void eigen(matrix& A, std::vector<double>& w) {
-    const int n = A.rows(), lwork = static_cast<int>(work_.size()), liwork = static_cast<int>(iwork_.size());
-    int info = 0;
-    dsyevd_("V", "U", &n, A.data(), &n, w.data(), work_.data(), &lwork, iwork_.data(), &liwork, &info, 1, 1);
-    if (info < 0) throw std::logic_error("dsyevd rejected argument " + std::to_string(-info));
-    if (info > 0) std::fill(w.begin(), w.end(), std::numeric_limits<double>::quiet_NaN());
-  }
-
-  matrix X_, T_, orthogonal_h_;
-  std::vector<double> s_, work_;
-  std::vector<int> iwork_;
+  matrix U_;  // the factor of S
+  cholesky_storage c_;
+  lapack::canonical_route canonical_;
 };
 
 }  // namespace
@@ -145,6 +125,24 @@ std::string lapack_description() {
 #else
   return "LAPACK and BLAS";
 #endif
+}
+
+double time_dsygvd(const matrix& H, const matrix& S) {
+  const int n = S.rows(), one = 1;
+  if (n == 0) return 0.0;
+  lapack::match_blas_threads(n);
+  matrix A = H, B = S;
+  std::vector<double> w(n);
+  int query = -1, info = 0, iwork_size = 0;
+  double size = 0;
+  dsygvd_(&one, "V", "U", &n, A.data(), &n, B.data(), &n, w.data(), &size, &query, &iwork_size, &query, &info, 1, 1);
+  std::vector<double> work(std::size_t(lapack::queried_size(size)));
+  std::vector<int> iwork(std::size_t(std::max(iwork_size, 1)));
+  const int lwork = int(work.size()), liwork = int(iwork.size());
+  const auto start = stopwatch_clock::now();
+  dsygvd_(&one, "V", "U", &n, A.data(), &n, B.data(), &n, w.data(), work.data(), &lwork, iwork.data(), &liwork, &info,
+          1, 1);
+  return seconds_since(start);
 }
 
 }  // namespace tbrelax

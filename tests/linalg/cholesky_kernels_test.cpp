@@ -1,0 +1,170 @@
+// The kernels of the Cholesky route: the factor and its solves, the standard form, the
+// reflectors applied by blocks, and the test that decides whether the factor is trusted.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "linalg/eigen_detail.hpp"
+#include "linalg/eigen_test_support.hpp"
+#include "linalg/overlap_definiteness.hpp"
+#include "linalg/reflector_transform.hpp"
+#include "linalg/standard_form.hpp"
+#include "linalg/triangular.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::random_symmetric;
+
+// A well-conditioned positive definite matrix: unit diagonal plus a small random part.
+matrix overlap_like(int n, unsigned seed) {
+  matrix S = random_symmetric(n, seed);
+  for (std::size_t i = 0; i < S.size(); ++i) S.data()[i] *= 0.5 / std::sqrt(double(n));
+  for (int i = 0; i < n; ++i) S(i, i) = 1.0;
+  return S;
+}
+
+double upper(const matrix& U, int i, int j) { return i <= j ? U(i, j) : 0.0; }
+
+// Sizes on both sides of the blocks of 64 rows and of the halving of the recursion.
+class CholeskySizes : public ::testing::TestWithParam<int> {};
+
+TEST_P(CholeskySizes, FactorAndSolvesReproduceTheirInput) {
+  const int n = GetParam(), columns = 11;
+  const matrix S = overlap_like(n, 7 + n);
+  matrix U = S;
+  std::vector<double> pivots;
+  ASSERT_TRUE(cholesky_upper(U, pivots));
+  for (int j = 0; j < n; ++j) {
+    EXPECT_EQ(U(j, j), std::sqrt(pivots[j])) << j;
+    for (int i = 0; i <= j; ++i) {
+      double s = 0;
+      for (int k = 0; k <= i; ++k) s += upper(U, k, i) * upper(U, k, j);
+      ASSERT_NEAR(s, S(i, j), 1e-14) << i << ", " << j;
+    }
+  }
+  const matrix B = random_symmetric(std::max(n, columns), 3);
+  matrix X(n, columns), Y(n, columns);
+  for (int j = 0; j < columns; ++j)
+    for (int i = 0; i < n; ++i) X(i, j) = Y(i, j) = B(i, j);
+  solve_transposed_upper(U, X.data(), n, columns);
+  solve_upper(U, Y.data(), n, columns);
+  for (int j = 0; j < columns; ++j)
+    for (int i = 0; i < n; ++i) {
+      double tx = 0, ty = 0;  // (U^T X)(i, j) and (U Y)(i, j)
+      for (int k = 0; k < n; ++k) {
+        tx += upper(U, k, i) * X(k, j);
+        ty += upper(U, i, k) * Y(k, j);
+      }
+      ASSERT_NEAR(tx, B(i, j), 1e-13);
+      ASSERT_NEAR(ty, B(i, j), 1e-13);
+    }
+  // One vector at a time gives the same, and the upper-triangle solve the same upper triangle.
+  std::vector<double> x(B.col(0), B.col(0) + n);
+  solve_transposed_upper(U, x);
+  for (int i = 0; i < n; ++i) EXPECT_NEAR(x[i], X(i, 0), 1e-14);
+  matrix full(n), part(n);
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < n; ++i) full(i, j) = part(i, j) = S(i, j) + (i == j ? 1.0 : 0.5);
+  solve_transposed_upper(U, full.data(), n, n);
+  solve_transposed_upper_to_upper(U, part.data());
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i <= j; ++i) ASSERT_NEAR(part(i, j), full(i, j), 1e-13) << i << ", " << j;
+}
+
+// A = U^-T H U^-1 satisfies U^T A U = H.
+TEST_P(CholeskySizes, StandardFormTurnsBackIntoH) {
+  const int n = GetParam();
+  const matrix S = overlap_like(n, 11 + n), H = random_symmetric(n, 12 + n);
+  matrix U = S, A;
+  std::vector<double> pivots;
+  ASSERT_TRUE(cholesky_upper(U, pivots));
+  reduce_to_standard_form(U, H, A);
+  matrix AU(n);  // A (symmetric, from its upper triangle) times U
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < n; ++i)
+      for (int k = 0; k <= j; ++k) AU(i, j) += (i <= k ? A(i, k) : A(k, i)) * U(k, j);
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < n; ++i) {
+      double s = 0;
+      for (int k = 0; k <= i; ++k) s += U(k, i) * AU(k, j);
+      ASSERT_NEAR(s, H(i, j), 1e-12) << i << ", " << j;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Orders, CholeskySizes, ::testing::Values(1, 5, 64, 65, 130, 301));
+
+TEST(Cholesky, StopsAtTheFirstPivotThatIsNotPositive) {
+  for (double bad : {-1.0, 0.0, std::numeric_limits<double>::quiet_NaN()}) {
+    matrix S = overlap_like(90, 5);
+    S(70, 70) = bad;
+    std::vector<double> pivots;
+    EXPECT_FALSE(cholesky_upper(S, pivots)) << bad;
+    EXPECT_FALSE(pivots[70] > 0);
+    EXPECT_GT(pivots[69], 0.5);
+  }
+}
+
+// The reflectors applied by blocks to the identity's columns give the accumulated Q.
+TEST(ReflectorTransform, AgreesWithTheAccumulatedTransformation) {
+  const int n = 230, columns = 77;
+  matrix v = random_symmetric(n, 21);
+  std::vector<double> h(n), e(n);
+  eigen_workspace workspace;
+  eigen_detail::householder_reduce(n, n, h.data(), e.data(), v.data(), workspace);
+  matrix Q = v, Z(n, columns);
+  std::vector<double> diagonal = h, work;
+  eigen_detail::accumulate_reflectors(n, n, diagonal.data(), Q.data(), workspace);
+  for (int j = 0; j < columns; ++j) Z(j, j) = 1.0;
+  apply_reflectors_to_columns(n, v.data(), n, h.data(), Z.data(), n, columns, work);
+  for (int j = 0; j < columns; ++j)
+    for (int i = 0; i < n; ++i) ASSERT_NEAR(Z(i, j), Q(i, j), 1e-14) << i << ", " << j;
+}
+
+TEST(OverlapDefiniteness, NormEstimateIsALowerBoundWithinAFactorOfThree) {
+  const int n = 60;
+  std::vector<matrix> cases{random_symmetric(n, 31), overlap_like(n, 32), matrix(n)};
+  for (int i = 0; i < n; ++i) cases[2](i, i) = i == n - 1 ? 100.0 : 1.0;  // the largest column last
+  for (const matrix& A : cases) {
+    double exact = 0;
+    for (int j = 0; j < n; ++j) {
+      double s = 0;
+      for (int i = 0; i < n; ++i) s += std::abs(A(i, j));
+      exact = std::max(exact, s);
+    }
+    const double estimate = estimate_symmetric_norm1(n, [&](std::vector<double>& x) {
+      std::vector<double> y(n, 0.0);
+      for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i) y[i] += A(i, j) * x[j];
+      x = y;
+    });
+    EXPECT_LE(estimate, exact * (1 + 1e-14));
+    EXPECT_GE(estimate, exact / 3);
+  }
+}
+
+// A unit overlap is trusted; two basis functions that are nearly one (smallest eigenvalue 1e-9)
+// are not, whichever estimate catches it.
+TEST(OverlapDefiniteness, TrustsOnlyAClearlyPositiveDefiniteOverlap) {
+  const int n = 40;
+  for (double coupling : {0.0, 1 - 1e-9}) {
+    matrix S(n);
+    for (int i = 0; i < n; ++i) S(i, i) = 1.0;
+    S(7, 31) = S(31, 7) = coupling;
+    matrix U = S;
+    std::vector<double> pivots;
+    ASSERT_TRUE(cholesky_upper(U, pivots));
+    const overlap_factor_check r = check_overlap_factor(S, pivots, [&](std::vector<double>& x) {
+      solve_transposed_upper(U, x);
+      solve_upper(U, x);
+    });
+    EXPECT_EQ(r.trusted, coupling == 0.0) << coupling;
+    EXPECT_EQ(r.norm, 1.0 + coupling);
+  }
+}
+
+}  // namespace
+}  // namespace tbrelax
