@@ -157,7 +157,7 @@ def build(build_dir: str, jobs: int) -> tuple[int, str]:
 
 def suite(build_dir: str, jobs: int, test_timeout: float, exclude: str) -> tuple[int, str]:
     command = ["ctest", "--test-dir", build_dir, f"-j{jobs}", "--timeout", str(int(test_timeout)),
-               "--stop-on-failure", "--no-tests=error", "-Q"]
+               "--stop-on-failure", "--no-tests=error"]
     if exclude:
         command += ["-E", exclude]
     return run(command, timeout=max(600.0, 20 * test_timeout))

@@ -44,8 +44,9 @@ std::optional<std::uint64_t> cgroup_room(const memory_readings& r, const std::st
       const std::uint64_t here = *limit > *usage ? *limit - *usage : 0;
       if (!room || here < *room) room = here;
     }
-    if (path.empty() || path == "/") break;
-    path.erase(path.rfind('/'));
+    const auto parent = path.rfind('/');
+    if (parent == std::string::npos || path == "/") break;
+    path.erase(parent);
     if (path.empty()) path = "/";
   }
   return room;
