@@ -1,6 +1,6 @@
-// The structure reader on any file, with its pauses answered from the input: it either fills a
-// consistent state or stops with one of its faults, and a state it accepts is reported in a
-// file that reads back as the same molecule.
+// The structure reader on any file, under either rule for element symbols, with its pauses
+// answered from the input: it either fills a consistent state or stops with one of its faults,
+// and a state it accepts is reported in a file that reads back as the same molecule.
 #include <cmath>
 #include <sstream>
 
@@ -52,7 +52,7 @@ void check_report_reads_back(const tbrelax::common_var& c) {
   std::ostringstream screen;
   std::istringstream keys;
   tbrelax::console quiet(screen, keys, false);
-  tbrelax::read_coord(back, quiet, {tbrelax::fuzz::scratch_file("report.xyz", head), false});
+  tbrelax::read_coord(back, quiet, {.path = tbrelax::fuzz::scratch_file("report.xyz", head), .create_if_missing = false});
   require(back.at_count == c.at_count && back.at_type == c.at_type, "the report reads back as the same atoms");
   for (int a = 0; a < c.at_count; ++a)
     require(reads_back(back.x[a], c.x[a]) && reads_back(back.y[a], c.y[a]) && reads_back(back.z[a], c.z[a]),
@@ -70,9 +70,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::ostringstream screen;
   tbrelax::console con(screen, keyboard);
 
+  // The program's rule for element symbols (first character) and the tools' (whole symbol), by
+  // the input's length.
   tbrelax::common_var c;
   try {
-    tbrelax::read_coord(c, con, {file, false});
+    tbrelax::read_coord(c, con, {.path = file, .create_if_missing = false, .whole_symbols = size % 2 == 1});
   } catch (const tbrelax::tb_error& e) {
     // The second pass reads what the first has accepted: only the keyboard can fail there.
     require(!c.allocated || e.where().file == "standard input", "a fault of the file leaves nothing allocated");

@@ -11,11 +11,13 @@ using tbrelax::fuzz::require;
 
 namespace {
 
-int run(tbrelax::tbcalc::command cmd, const std::string& path, bool json, std::string& out, std::string& err) {
+int run(tbrelax::tbcalc::command cmd, const std::string& path, bool json, bool tbrelax_symbols, std::string& out,
+        std::string& err) {
   tbrelax::tbcalc::options o;
   o.cmd = cmd;
   o.files = {path};
   o.json = json;
+  o.tbrelax_symbols = tbrelax_symbols;
   std::ostringstream out_stream, err_stream;
   int status = 0;
   switch (cmd) {
@@ -38,8 +40,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string path = tbrelax::fuzz::scratch_file("input.xyz", text);
 
   std::string out, err;
-  const bool json = size % 2 == 1;
-  const int status = run(tbrelax::tbcalc::command::energy, path, json, out, err);
+  // Both report forms and both readings of element symbols, by the input's length.
+  const bool json = size % 2 == 1, tbrelax_symbols = size % 3 == 0;
+  const int status = run(tbrelax::tbcalc::command::energy, path, json, tbrelax_symbols, out, err);
   require(status >= 0 && status <= 4, "the status is one of the faults'");
   if (status != 0) {
     require(out.empty(), "a failed file prints no report");
@@ -50,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   require(out.rfind(json ? "{" : path + ": ", 0) == 0, "the report begins");
   // A file of five lines holds three atoms at most: the Hessian as well (6 N evaluations).
   if (lines <= 5) {
-    const int freq = run(tbrelax::tbcalc::command::freq, path, json, out, err);
+    const int freq = run(tbrelax::tbcalc::command::freq, path, json, tbrelax_symbols, out, err);
     require(freq == 0 || freq == 3, "a molecule with an energy has a Hessian, or a non-finite one");
   }
   return 0;
