@@ -24,7 +24,7 @@ std::string size_text(std::uint64_t bytes) {
 
 std::uint64_t evaluation_storage_bytes(std::int64_t basis) {
   const auto n = static_cast<std::uint64_t>(basis);
-  return (19 * n * n / 2 + 128 * n) * double_bytes;
+  return (19 * n * n / 2 + 256 * n) * double_bytes;
 }
 
 std::uint64_t hessian_storage_bytes(std::int64_t atoms) {

@@ -14,7 +14,8 @@ namespace tbrelax {
 
 // Peak working storage of one evaluation for basis size n: S, H, P, W, the eigenvectors and
 // the solvers' scratch stay below 9.5 n^2 doubles (measured: 8.5 to 9 n^2 with our own
-// eigensolver, 9.2 n^2 with LAPACK), plus per-thread strips and vectors of O(n).
+// eigensolver, 9.2 n^2 with LAPACK), plus per-thread strips and vectors of O(n) (LAPACK's
+// take about 140 n), bounded by 256 n.
 std::uint64_t evaluation_storage_bytes(std::int64_t basis);
 
 // The Hessian arrays of N atoms (hess, hesel, hesrep: 3 (3N)^2 doubles) and the vibrational
