@@ -26,7 +26,8 @@ Element symbols are read whole, in any letter case, with an optional numeric lab
 C12); any element other than H, C, N and O is an error. --tbrelax-symbols reads them as
 tbrelax does: only the first character counts (Cl is C).
 
-Exit status: 0 success, 1 input rejected, 2 file error, 3 non-finite energy, 64 usage error.
+Exit status: 0 success, 1 input rejected, 2 file error, 3 non-finite energy, 4 out of memory,
+64 usage error, 130 and 143 relax or freq stopped by SIGINT and SIGTERM.
 )";
 
 struct command_text {

@@ -7,6 +7,7 @@
 #include "io/diagnostic.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
+#include "tb/working_storage.hpp"
 
 namespace tbrelax::tbcalc {
 namespace {
@@ -23,8 +24,9 @@ class located_error final : public tb_error {
 
 }  // namespace
 
-void calculation::read(const std::string& path, bool tbrelax_symbols) {
+void calculation::read(const std::string& path, bool tbrelax_symbols, bool hessian) {
   read_structure(c, par, drv, path, con.screen(), !tbrelax_symbols);
+  check_memory_for(c, hessian);
 }
 
 int guarded(const std::string& path, std::ostream& err, const std::function<void()>& work, std::string* message) {

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "../signals/interruption.hpp"
 #include "io/console.hpp"
 #include "io/json_writer.hpp"
 #include "linalg/electronic_solver.hpp"
@@ -17,12 +18,14 @@
 namespace tbrelax::tbcalc {
 
 // One file's calculation: its state, the model constants and an energy model whose console
-// (the overlap warnings of the electronic step) writes to `err` and never waits.
+// (the overlap warnings of the electronic step) writes to `err` and never waits, and that
+// stops at a recorded signal.
 struct calculation {
   explicit calculation(std::ostream& err) : con(err, no_keyboard, /*pauses=*/false) {}
   // Reads the structure (warnings to the console's screen) and sets the constants. Element
-  // symbols count whole, or with `tbrelax_symbols` by their first character only.
-  void read(const std::string& path, bool tbrelax_symbols = false);
+  // symbols count whole, or with `tbrelax_symbols` by their first character only. Throws
+  // out_of_memory when an evaluation of it (and its Hessian, with `hessian`) cannot fit.
+  void read(const std::string& path, bool tbrelax_symbols = false, bool hessian = false);
 
   common_var c;
   param par;
@@ -31,7 +34,7 @@ struct calculation {
   console con;
   std::unique_ptr<electronic_solver> solver = make_default_solver();
   evaluation_workspace workspace;
-  energy_model model{par, *solver, con, &workspace};
+  energy_model model{par, *solver, con, &workspace, signals::check_interruption};
 };
 
 // Runs `work` for one file. A fault is written to `err` as a compiler-style message naming the

@@ -133,7 +133,7 @@ int run_freq(const options& o, std::ostream& out, std::ostream& err) {
   const std::string& path = o.files.front();
   calculation calc(err);
   return guarded(path, err, [&] {
-    calc.read(path, o.tbrelax_symbols);
+    calc.read(path, o.tbrelax_symbols, /*hessian=*/true);
     common_var& c = calc.c;
     const vibration_study study = study_vibrations(c, calc.model, o.thermo);
     const vibrational_analysis& v = study.modes;

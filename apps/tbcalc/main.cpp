@@ -1,11 +1,13 @@
 // tbcalc: the model of tbrelax for scripts and pipelines. Commands energy, freq and relax on
 // any structure file, never waiting for a key; results as text or one JSON document.
 // Exit status: 0 success, 1 input rejected, 2 file error, 3 non-finite energy, 4 out of memory,
-// 64 usage error, 70 internal error; for several files the highest of 1..3 met.
+// 64 usage error, 70 internal error; for several files the highest of 1..4 met. relax and freq
+// stop between two evaluations on SIGINT or SIGTERM, with status 130 or 143.
 
 #include <iostream>
 #include <new>
 
+#include "../signals/interruption.hpp"
 #include "cli.hpp"
 #include "commands.hpp"
 
@@ -16,6 +18,8 @@ int main(int argc, char** argv) {
     (p.status == 0 ? std::cout : std::cerr) << p.text << std::flush;
     return p.status;
   }
+  // energy writes no file and may simply end at a signal; relax and freq stop cleanly.
+  if (p.run->cmd != command::energy) tbrelax::signals::catch_interruptions();
   try {
     switch (p.run->cmd) {
       case command::energy: return run_energy(*p.run, std::cout, std::cerr);
@@ -23,6 +27,8 @@ int main(int argc, char** argv) {
       case command::relax: return run_relax(*p.run, std::cout, std::cerr);
     }
     return 70;
+  } catch (const tbrelax::interrupted& e) {
+    return tbrelax::signals::interrupted_by_signal("tbcalc", e.signal());
   } catch (const std::bad_alloc&) {
     std::cout.flush();
     std::cerr << "tbcalc: error: out of memory\n";

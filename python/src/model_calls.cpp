@@ -20,8 +20,10 @@ bool all_finite(const std::vector<double>& v) {
 
 }  // namespace
 
-evaluation_result evaluate(const std::vector<std::string>& symbols, const position_list& positions) {
+evaluation_result evaluate(const std::vector<std::string>& symbols, const position_list& positions,
+                           std::function<void()> interruption_check) {
   model_session s;
+  s.model.interruption_check = std::move(interruption_check);
   load_checked(s, symbols, positions);
   evaluation_details details;
   evaluation_result r;
@@ -39,8 +41,10 @@ evaluation_result evaluate(const std::vector<std::string>& symbols, const positi
   return r;
 }
 
-hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions) {
+hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions,
+                       std::function<void()> interruption_check) {
   model_session s;
+  s.model.interruption_check = std::move(interruption_check);
   load_checked(s, symbols, positions);
   hess_cre(s.c, s.model);
   if (!all_finite(s.c.hess)) throw numerical_error("the Hessian has a non-finite entry");
@@ -49,8 +53,9 @@ hessian_result hessian(const std::vector<std::string>& symbols, const position_l
 }
 
 vibration_result vibrations(const std::vector<std::string>& symbols, const position_list& positions,
-                            const thermo_conditions& conditions) {
+                            const thermo_conditions& conditions, std::function<void()> interruption_check) {
   model_session s;
+  s.model.interruption_check = std::move(interruption_check);
   load_checked(s, symbols, positions);
   vibration_result r{study_vibrations(s.c, s.model, conditions), ""};
   r.messages = s.screen.str();

@@ -1,8 +1,10 @@
 #pragma once
 // The calls the Python package offers, in plain C++: one evaluation, the Hessian and the
 // structure reader. Each builds its own state, so that calls on different threads share nothing.
-// Faults are the library's own (input_rejected, io_error, numerical_error).
+// Faults are the library's own (input_rejected, io_error, numerical_error, out_of_memory); the
+// interruption check, where given, runs before every evaluation and may throw `interrupted`.
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,7 +23,8 @@ struct evaluation_result {
 };
 
 // Throws numerical_error when the energy or a force is not finite.
-evaluation_result evaluate(const std::vector<std::string>& symbols, const position_list& positions);
+evaluation_result evaluate(const std::vector<std::string>& symbols, const position_list& positions,
+                           std::function<void()> interruption_check = {});
 
 struct hessian_result {
   std::vector<double> hessian;  // 3n x 3n, symmetric (eV/angstrom^2), coordinate 3a + axis
@@ -29,7 +32,8 @@ struct hessian_result {
 };
 
 // Throws numerical_error when an entry is not finite.
-hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions);
+hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions,
+                       std::function<void()> interruption_check = {});
 
 struct vibration_result {
   vibration_study study;
@@ -39,7 +43,7 @@ struct vibration_result {
 // The vibrations, IR intensities and thermochemistry, as tbcalc freq reports them. Throws as
 // hessian does, and input_rejected for bad conditions.
 vibration_result vibrations(const std::vector<std::string>& symbols, const position_list& positions,
-                            const thermo_conditions& conditions);
+                            const thermo_conditions& conditions, std::function<void()> interruption_check = {});
 
 // The thermochemistry of given wavenumbers (cm^-1) at the geometry, with the model's masses;
 // linear or not from the geometry.

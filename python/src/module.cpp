@@ -3,7 +3,8 @@
 // the model's screen messages into warnings and holds the ASE calculator.
 //
 // Every call converts its arguments while holding the GIL, then releases it for the work, so
-// that other Python threads (and other evaluations) run meanwhile.
+// that other Python threads (and other evaluations) run meanwhile. A Ctrl-C stops a call on
+// the main thread at its next evaluation with KeyboardInterrupt.
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
@@ -14,6 +15,7 @@
 
 #include <optional>
 
+#include "keyboard_interrupt.hpp"
 #include "model_calls.hpp"
 #include "tb/charges.hpp"
 #include "state/element.hpp"
@@ -48,10 +50,11 @@ py::array_t<double> to_array(const std::vector<double>& v) {
 
 py::tuple evaluate_py(const std::vector<std::string>& symbols, const positions_array& positions) {
   const position_list r = to_positions(positions);
+  auto check = keyboard_interrupt_check();
   evaluation_result e;
   {
     py::gil_scoped_release unlocked;
-    e = evaluate(symbols, r);
+    e = evaluate(symbols, r, std::move(check));
   }
   const auto n = static_cast<py::ssize_t>(r.size());
   return py::make_tuple(e.energy, to_array(e.forces, n, 3), to_array(e.orbital_energies), e.messages,
@@ -91,10 +94,11 @@ py::tuple vibrations_py(const std::vector<std::string>& symbols, const positions
                         double pressure, std::optional<int> symmetry_number, double soft_mode_cutoff) {
   const position_list r = to_positions(positions);
   const thermo_conditions at = conditions_of(temperature, pressure, symmetry_number, soft_mode_cutoff);
+  auto check = keyboard_interrupt_check();
   vibration_result v;
   {
     py::gil_scoped_release unlocked;
-    v = vibrations(symbols, r, at);
+    v = vibrations(symbols, r, at, std::move(check));
   }
   const auto n3 = static_cast<py::ssize_t>(3 * r.size());
   const vibrational_analysis& a = v.study.modes;
@@ -116,10 +120,11 @@ py::dict thermochemistry_py(const std::vector<std::string>& symbols, const posit
 
 py::tuple hessian_py(const std::vector<std::string>& symbols, const positions_array& positions) {
   const position_list r = to_positions(positions);
+  auto check = keyboard_interrupt_check();
   hessian_result h;
   {
     py::gil_scoped_release unlocked;
-    h = hessian(symbols, r);
+    h = hessian(symbols, r, std::move(check));
   }
   const auto n3 = static_cast<py::ssize_t>(3 * r.size());
   return py::make_tuple(to_array(h.hessian, n3, n3), h.messages);
@@ -157,6 +162,11 @@ void translate_faults(std::exception_ptr p) {
     raise_as("FileError", e);
   } catch (const numerical_error& e) {
     raise_as("NumericalError", e);
+  } catch (const out_of_memory& e) {
+    raise_as("OutOfMemory", e);
+  } catch (const interrupted&) {
+    // The interruption check left the exception of Python's signal handler set.
+    if (!PyErr_Occurred()) PyErr_SetNone(PyExc_KeyboardInterrupt);
   }
 }
 

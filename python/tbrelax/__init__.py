@@ -23,13 +23,13 @@ from typing import NamedTuple, Sequence
 import numpy as np
 from numpy.typing import ArrayLike
 
-from .errors import Error, FileError, InputRejected, NumericalError, TBRelaxWarning
+from .errors import Error, FileError, InputRejected, NumericalError, OutOfMemory, TBRelaxWarning
 from . import _core
 
 __all__ = [
     "evaluate", "hessian", "vibrations", "thermochemistry", "read_xyz", "Evaluation", "Vibrations",
     "Thermochemistry", "Structure", "MASSES", "DEBYE_PER_E_ANGSTROM",
-    "Error", "FileError", "InputRejected", "NumericalError", "TBRelaxWarning",
+    "Error", "FileError", "InputRejected", "NumericalError", "OutOfMemory", "TBRelaxWarning",
 ]
 
 #: The masses the model assigns to its elements (whole numbers, atomic mass units). ASE's

@@ -54,6 +54,11 @@ class NumericalError(Error, ArithmeticError):
     """An evaluation gave a non-finite energy, force or Hessian entry."""
 
 
+class OutOfMemory(Error, MemoryError):
+    """The molecule needs more memory than the process may use; refused before anything large
+    was allocated. The reason names the need, the basis size and what is available."""
+
+
 class TBRelaxWarning(UserWarning):
     """Something the model or the reader reported without stopping (a negative overlap
     eigenvalue, a skipped atom line)."""

@@ -6,6 +6,7 @@
 #include "params/read_param.hpp"
 #include "state/coincident_atoms.hpp"
 #include "state/errors.hpp"
+#include "tb/working_storage.hpp"
 
 namespace tbrelax {
 namespace {
@@ -29,7 +30,8 @@ class report_observer final : public relaxation_observer {
 
 }  // namespace
 
-void run_tbrelax(common_var& c, param& par, drive& drv, console& con, electronic_solver& solver) {
+void run_tbrelax(common_var& c, param& par, drive& drv, console& con, electronic_solver& solver,
+                 std::function<void()> interruption_check) {
   read_param(par, drv, c);
   read_coord(c, con);
   if (c.at_count == 0) reject(con, "ERROR: No atoms in file input.xyz", "the file holds no atoms");
@@ -38,10 +40,17 @@ void run_tbrelax(common_var& c, param& par, drive& drv, console& con, electronic
     con.pause();
     throw input_rejected("two atoms at the same position", in_file("input.xyz"));
   }
+  try {
+    check_memory_for(c, /*hessian=*/false);
+  } catch (const out_of_memory& e) {
+    con.print(std::string("ERROR: Not enough memory: ") + e.what());
+    con.pause();
+    throw;
+  }
 
   con.print("geometry optimization...");
   evaluation_workspace workspace;
-  const energy_model model{par, solver, con, &workspace};
+  const energy_model model{par, solver, con, &workspace, std::move(interruption_check)};
   report_observer observer(con);
   try {
     relax(c, drv, model, observer);

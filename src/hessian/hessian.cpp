@@ -5,6 +5,7 @@
 
 #include "tb/charges.hpp"
 #include "tb/repulsion.hpp"
+#include "tb/working_storage.hpp"
 
 namespace tbrelax {
 
@@ -101,6 +102,10 @@ void repulsive_part(common_var& c, const param& par) {
 }  // namespace
 
 void hess_cre(common_var& c, const energy_model& given, std::vector<double>* dipole_derivatives) {
+  // The evaluations' storage counts too unless a kept workspace already holds it.
+  const bool held = given.workspace && given.workspace->S.rows() == c.wfunc_count;
+  check_memory(hessian_storage_bytes(c.at_count) + (held ? 0 : evaluation_storage_bytes(c.wfunc_count)),
+               storage_purpose(c, true));
   // The charges need the S and P of each displaced evaluation, which only a workspace keeps.
   evaluation_workspace local;
   energy_model model = given;

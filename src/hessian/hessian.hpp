@@ -24,6 +24,7 @@ separation dxdydz(int i, int j, const common_var& c);
 // displaced geometry, the coordinates are back up to rounding, x0, y0, z0 hold the start.
 // With `dipole_derivatives`, the same displaced evaluations also give d mu / d q_k of the
 // Mulliken dipole (e angstrom per angstrom): 3 x nat3, column-major, component fastest.
+// Before allocating, out_of_memory when the Hessian and the evaluations cannot fit.
 void hess_cre(common_var& c, const energy_model& model, std::vector<double>* dipole_derivatives = nullptr);
 
 }  // namespace tbrelax

@@ -2,6 +2,7 @@
 // The faults the library reports. Each carries where it happened and what went wrong; only the
 // programs turn them into messages and exit statuses. Nothing below apps/ exits the process.
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -57,6 +58,29 @@ class numerical_error : public tb_error {
  public:
   using tb_error::tb_error;
   int status() const override { return 3; }
+};
+
+// The run needs more memory than the process may use. Found before the large arrays are
+// allocated, so nothing has been computed or written yet.
+class out_of_memory : public tb_error {
+ public:
+  using tb_error::tb_error;
+  int status() const override { return 4; }
+};
+
+// A request to stop (SIGINT or SIGTERM in the programs, Ctrl-C in Python), seen at the start
+// of an evaluation. Not a fault of any input, so it is no tb_error: a batch tool that goes on
+// with its next file after a fault must not go on after this. The status is the shell's for a
+// process ended by the signal (128 + its number).
+class interrupted : public std::exception {
+ public:
+  explicit interrupted(int signal) : signal_(signal) {}
+  const char* what() const noexcept override { return "interrupted"; }
+  int signal() const { return signal_; }
+  int status() const { return 128 + signal_; }
+
+ private:
+  int signal_;
 };
 
 }  // namespace tbrelax

@@ -7,6 +7,7 @@
 #include "tb/electronic_forces.hpp"
 #include "tb/occupy.hpp"
 #include "tb/repulsion.hpp"
+#include "tb/working_storage.hpp"
 
 namespace tbrelax {
 namespace {
@@ -59,6 +60,7 @@ void pulling_pair(common_var& c, int a, int b, double F) {
 }  // namespace
 
 double force(common_var& c, const energy_model& model, evaluation_details* details) {
+  if (model.interruption_check) model.interruption_check();
   const param& par = model.par;
   const int n = c.wfunc_count;
 
@@ -70,7 +72,10 @@ double force(common_var& c, const energy_model& model, evaluation_details* detai
 
   // Every element of S and H is written below, so storage kept from a previous call needs no clearing.
   auto start = clock_type::now();
-  if (S.rows() != n) S = matrix(n);
+  if (S.rows() != n) {
+    check_memory(evaluation_storage_bytes(n), storage_purpose(c, false));
+    S = matrix(n);
+  }
   if (H.rows() != n) H = matrix(n);
   assemble_overlap(all_atoms, c, par, S);
   assemble_hamiltonian(all_atoms, c, par, S, H);

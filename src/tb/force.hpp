@@ -1,6 +1,7 @@
 #pragma once
 // One evaluation of the energy model: the binding energy and the force on every atom.
 
+#include <functional>
 #include <vector>
 
 #include "io/console.hpp"
@@ -19,13 +20,17 @@ struct evaluation_workspace {
 };
 
 // What an evaluation needs besides the molecule: the model constants, the electronic solver,
-// the console on which the electronic step reports a non-positive overlap matrix, and
-// optionally a workspace (without one, every call allocates its own).
+// the console on which the electronic step reports a non-positive overlap matrix, optionally a
+// workspace (without one, every call allocates its own), and optionally a check that force
+// runs first of all and that throws `interrupted` when the user has asked to stop (a signal in
+// the programs, Ctrl-C in Python). Every loop over evaluations (relaxations, Hessians) thus
+// stops within one evaluation, before anything of the next is computed or written.
 struct energy_model {
   const param& par;
   electronic_solver& solver;
   console& con;
   evaluation_workspace* workspace = nullptr;
+  std::function<void()> interruption_check = {};
 };
 
 // More of one evaluation than the energy and the forces, for tools and benchmarks.
@@ -47,6 +52,7 @@ inline constexpr double force_displacement = 1e-7;
 // The electronic forces are -dE_band/dq = sum W dS/dq - sum P dH/dq with dS/dq and dH/dq from a
 // forward difference of each coordinate; a coordinate q is displaced to v = q + d and put back
 // as v - d, so it may differ from its old value in the last bit.
+// Before the n x n matrices are first allocated, out_of_memory when they cannot fit.
 double force(common_var& c, const energy_model& model, evaluation_details* details = nullptr);
 
 }  // namespace tbrelax

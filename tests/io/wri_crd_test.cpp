@@ -119,5 +119,14 @@ TEST(WriCrd, AtomLinesReadBackAsTheSameAtoms) {
   EXPECT_THROW(read_coord(whole, con), io_error);
 }
 
+// From 1e9 angstrom on a negative coordinate fills all 20 columns and runs into the field before
+// it; such a line no longer reads back (found by fuzzing the reader and the writer together).
+TEST(WriCrd, ACoordinateFillingItsFieldJoinsTheOneBefore) {
+  common_var c = water();
+  c.y[0] = -2147483647.63;
+  EXPECT_NE(report_text(c, -8.0).find("\n O          0.00000000-2147483647.63000011          0.11700000\n"),
+            std::string::npos);
+}
+
 }  // namespace
 }  // namespace tbrelax

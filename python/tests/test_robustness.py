@@ -1,0 +1,106 @@
+"""Evaluations on four threads at once, Ctrl-C during a long call, and a molecule too large for
+the memory the process may use."""
+
+import os
+import subprocess
+import sys
+import textwrap
+import threading
+
+import numpy as np
+
+import tbrelax
+from conftest import EXAMPLES, WATER_POSITIONS, WATER_SYMBOLS
+
+
+def alkane(carbons: int) -> tuple[list[str], np.ndarray]:
+    """A zigzag chain C_k H_2k+2 (basis size 6k + 2), close to its equilibrium geometry."""
+    symbols, positions = [], []
+    for k in range(carbons):
+        x, y = 1.26 * k, 0.44 * (-1) ** k
+        symbols += ["C", "H", "H"]
+        positions += [[x, y, 0.0], [x, y + 0.63 * (-1) ** k, 0.89], [x, y + 0.63 * (-1) ** k, -0.89]]
+    symbols += ["H", "H"]
+    positions += [[-1.0, 0.0, 0.0], [1.26 * carbons - 0.26, 0.0, 0.0]]
+    return symbols, np.array(positions)
+
+
+def run_python(script: str) -> subprocess.CompletedProcess:
+    return subprocess.run([sys.executable, "-c", textwrap.dedent(script)], capture_output=True, text=True,
+                          timeout=120, env=dict(os.environ, PYTHONPATH=os.pathsep.join(sys.path)))
+
+
+def test_four_threads_get_the_serial_results():
+    # Basis sizes 6, 30, 122 and 182: the larger two run the eigensolver's helper threads too.
+    benzene = tbrelax.read_xyz(EXAMPLES / "benzene" / "input.xyz")
+    molecules = [(WATER_SYMBOLS, WATER_POSITIONS), (benzene.symbols, benzene.positions), alkane(20), alkane(30)]
+    serial = [tbrelax.evaluate(*m) for m in molecules]
+    start = threading.Barrier(len(molecules))
+    results = [[] for _ in molecules]
+
+    def work(i):
+        start.wait()
+        for _ in range(3):
+            results[i].append(tbrelax.evaluate(*molecules[i]))
+
+    threads = [threading.Thread(target=work, args=(i,)) for i in range(len(molecules))]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    for alone, together in zip(serial, results):
+        assert len(together) == 3
+        for got in together:
+            assert got.energy == alone.energy
+            np.testing.assert_array_equal(got.forces, alone.forces)
+            np.testing.assert_array_equal(got.orbital_energies, alone.orbital_energies)
+
+
+def test_ctrl_c_stops_a_long_hessian_within_about_one_evaluation():
+    # The Hessian of C30H62 takes 552 evaluations; SIGINT comes 0.2 s into it.
+    done = run_python("""
+        import os, signal, threading, time
+        import tbrelax
+        from test_robustness import alkane
+        molecule = alkane(30)
+        start = time.perf_counter()
+        tbrelax.evaluate(*molecule)
+        evaluation = time.perf_counter() - start
+        threading.Timer(0.2, os.kill, (os.getpid(), signal.SIGINT)).start()
+        start = time.perf_counter()
+        try:
+            tbrelax.hessian(*molecule)
+            print("finished")
+        except KeyboardInterrupt:
+            print("KeyboardInterrupt", time.perf_counter() - start - 0.2, evaluation)
+    """)
+    assert done.returncode == 0, done.stderr
+    words = done.stdout.split()
+    assert words[0] == "KeyboardInterrupt", done.stdout
+    after, evaluation = float(words[1]), float(words[2])
+    assert after < 3 * evaluation + 0.5, done.stdout  # the whole Hessian takes 552 evaluations
+
+
+def test_too_large_a_molecule_is_refused_before_allocating():
+    # 3000 carbon atoms, 12000 basis functions, under an address-space limit 512 MiB above what
+    # the interpreter already maps.
+    done = run_python("""
+        import resource
+        import numpy as np
+        import tbrelax
+        mapped = next(int(l.split()[1]) for l in open("/proc/self/status") if l.startswith("VmSize")) * 1024
+        resource.setrlimit(resource.RLIMIT_AS, (mapped + (512 << 20), resource.RLIM_INFINITY))
+        k = np.arange(3000)
+        grid = 1.5 * np.stack([k % 15, k // 15 % 15, k // 225], axis=1)
+        for call in (tbrelax.evaluate, tbrelax.hessian):
+            try:
+                call(["C"] * 3000, grid)
+            except MemoryError as e:
+                print(type(e).__name__, e)
+    """)
+    assert done.returncode == 0, done.stderr
+    lines = done.stdout.splitlines()
+    assert len(lines) == 2, done.stdout
+    assert lines[0].startswith("OutOfMemory needs 10.2 GiB for 12000 basis functions; ")
+    assert lines[1].startswith("OutOfMemory needs 15.0 GiB for 12000 basis functions and the Hessian of 3000 atoms; ")
+    assert all(line.endswith(" MiB available (address-space limit)") for line in lines), done.stdout
