@@ -16,10 +16,10 @@
 
 namespace tbrelax::tbcalc {
 
-// One file's calculation: its state, the model constants and an energy model whose console
-// (the overlap warnings of the electronic step) writes to `err` and never waits.
+// One file's calculation: its state, the model constants (set at once) and an energy model
+// whose console (the overlap warnings of the electronic step) writes to `err` and never waits.
 struct calculation {
-  explicit calculation(std::ostream& err) : con(err, no_keyboard, /*pauses=*/false) {}
+  explicit calculation(std::ostream& err);
   // Reads the structure (warnings to the console's screen) and sets the constants. Element
   // symbols count whole, or with `tbrelax_symbols` by their first character only.
   void read(const std::string& path, bool tbrelax_symbols = false);
