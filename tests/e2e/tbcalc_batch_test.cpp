@@ -30,8 +30,7 @@ TEST_P(TbcalcBatch, FailedFilesDoNotStopTheOthersAndTheWorstStatusWins) {
     return tbcalc(args, dir.path());
   };
 
-  std::vector<std::string> text_args = files;
-  const auto text = run(text_args);
+  const auto text = run(files);
   EXPECT_EQ(text.status, 2);
   EXPECT_NE(text.err.find("tbcalc: missing.xyz: error: cannot open"), std::string::npos);
   EXPECT_NE(text.err.find("tbcalc: bad.xyz:1:1: error: the file declares 3 atoms"), std::string::npos);

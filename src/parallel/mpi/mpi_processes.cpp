@@ -59,6 +59,15 @@ void mpi_processes::share(std::size_t count, const task& run, const receiver& re
     take_work(run, tag);
     return;
   }
+  try {
+    share_from_rank_0(count, run, receive, order, tag);
+  } catch (...) {
+    abort_job(std::current_exception());
+  }
+}
+
+void mpi_processes::share_from_rank_0(std::size_t count, const task& run, const receiver& receive,
+                                      const ordering& order, int tag) const {
   std::vector<std::size_t> sequence;
   if (order) {
     sequence = order();
@@ -77,27 +86,27 @@ void mpi_processes::share(std::size_t count, const task& run, const receiver& re
     receive(index, std::move(result));
   };
   auto work_here = [&] {
-    try {
-      for (std::size_t i = next(); i < count; i = next()) deliver(i, run(i));
-    } catch (...) {
-      abort_job(std::current_exception());
-    }
-  };
-  auto serve = [&] {
-    try {
-      hand_out(next, deliver, tag);
-    } catch (...) {
-      abort_job(std::current_exception());
-    }
+    for (std::size_t i = next(); i < count; i = next()) deliver(i, run(i));
   };
   if (ranks_ == 1) {
     work_here();
   } else if (threads_) {
-    std::thread helper(serve);
-    work_here();
+    // A fault on the helper thread cannot travel to this one: it ends the job there.
+    std::thread helper([&] {
+      try {
+        hand_out(next, deliver, tag);
+      } catch (...) {
+        abort_job(std::current_exception());
+      }
+    });
+    try {
+      work_here();
+    } catch (...) {
+      abort_job(std::current_exception());  // the helper is still serving: end the job from here
+    }
     helper.join();
   } else {
-    serve();
+    hand_out(next, deliver, tag);
   }
 }
 

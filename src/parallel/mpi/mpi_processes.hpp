@@ -35,6 +35,8 @@ class mpi_processes final : public work_sharing {
 
  private:
   [[noreturn]] void abort_job(std::exception_ptr fault) const;
+  void share_from_rank_0(std::size_t count, const task& run, const receiver& receive, const ordering& order,
+                         int tag) const;
   void hand_out(const std::function<std::size_t()>& next, const receiver& deliver, int tag) const;
   void take_work(const task& run, int tag) const;
 
