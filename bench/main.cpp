@@ -5,6 +5,7 @@
 #include <exception>
 #include <iostream>
 
+#include "bench/batch_molecules.hpp"
 #include "bench/measure.hpp"
 #include "bench/molecules.hpp"
 #include "bench/options.hpp"
@@ -70,6 +71,10 @@ int main(int argc, char** argv) {
     const options o = parse_options(argc, argv);
     if (o.help) {
       std::cout << usage();
+      return 0;
+    }
+    if (!o.write_batch.empty()) {
+      for (const std::string& path : write_batch(o.write_batch)) std::cout << path << '\n';
       return 0;
     }
     const results r = run(o);

@@ -43,7 +43,9 @@ std::string usage() {
          "  --relax NAME        whole relaxation: coronene, flake:N (the flake of basis size\n"
          "                      nearest N) or none (default coronene)\n"
          "  --json PATH         JSON results (default tbrelax_bench.json; '' for none)\n"
-         "  --quick             sizes 100,200,400, one family, 1 repeat, scaling at 400: a smoke test\n";
+         "  --quick             sizes 100,200,400, one family, 1 repeat, scaling at 400: a smoke test\n"
+         "  --write-batch DIR   write the 40 molecules of the MPI throughput batch to DIR and stop\n"
+         "                      (bench/mpi_throughput.sh times tbcalc on them)\n";
 }
 
 options parse_options(int argc, char** argv) {
@@ -80,6 +82,8 @@ options parse_options(int argc, char** argv) {
         throw std::invalid_argument("--relax takes coronene, flake:N or none");
     } else if (arg == "--json") {
       o.json = value();
+    } else if (arg == "--write-batch") {
+      o.write_batch = value();
     } else if (arg == "--quick") {
       o.sizes = {100, 200, 400};
       o.families = {"flake"};

@@ -16,6 +16,7 @@ struct options {
   int fit_from = 400;                // smallest basis size in the fitted exponent
   std::string relax = "coronene";    // whole relaxation: "coronene", "flake:N" or "none"
   std::string json = "tbrelax_bench.json";
+  std::string write_batch;  // a directory: write the MPI throughput batch there and stop
   bool help = false;
 };
 

@@ -43,6 +43,13 @@ if(TBRELAX_CUDA)
   target_link_libraries(tbrelax_cuda_kernels PUBLIC CUDA::cudart)
 endif()
 
+# MPI for the process group of the programs (src/parallel/mpi), never for the library.
+set(TBRELAX_MPI_SOURCES "")
+if(TBRELAX_MPI)
+  find_package(MPI REQUIRED COMPONENTS CXX)
+  file(GLOB TBRELAX_MPI_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/src/parallel/mpi/*.cpp)
+endif()
+
 function(tbrelax_link_backends target)
   if(OpenMP_CXX_FOUND)
     target_link_libraries(${target} PUBLIC OpenMP::OpenMP_CXX)

@@ -17,7 +17,7 @@ foreach(app tbrelax tbcalc)
   endif()
 endforeach()
 install(DIRECTORY src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tbrelax
-        FILES_MATCHING PATTERN "*.hpp" PATTERN "backends" EXCLUDE)
+        FILES_MATCHING PATTERN "*.hpp" PATTERN "backends" EXCLUDE PATTERN "mpi" EXCLUDE)
 install(EXPORT tbrelaxTargets NAMESPACE tbrelax:: DESTINATION ${TBRELAX_CMAKE_DIR})
 
 configure_package_config_file(cmake/tbrelaxConfig.cmake.in ${PROJECT_BINARY_DIR}/tbrelaxConfig.cmake

@@ -14,9 +14,9 @@ Tight-binding calculations on molecules of H, C, N and O atoms read from XYZ fil
 of tbrelax's input.xyz), for scripts and pipelines: nothing waits for a key.
 
 Commands:
-  energy FILE    energy, binding energy, frontier orbitals, forces, charges and dipole
-  freq FILE      vibrational frequencies, IR intensities and thermochemistry
-  relax FILE...  steepest-descent relaxation, the same as tbrelax's
+  energy FILE...  energy, binding energy, frontier orbitals, forces, charges and dipole
+  freq FILE...    vibrational frequencies, IR intensities and thermochemistry
+  relax FILE...   steepest-descent relaxation, the same as tbrelax's
 
 Options:
   -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
@@ -26,8 +26,13 @@ Element symbols are read whole, in any letter case, with an optional numeric lab
 C12); any element other than H, C, N and O is an error. --tbrelax-symbols reads them as
 tbrelax does: only the first character counts (Cl is C).
 
+Several FILEs are worked on in turn and reported in order; a failing one does not stop the
+others. Under mpiexec (a build with MPI) the ranks share the FILEs, or the Hessian of freq's
+one FILE, and rank 0 reports.
+
 Exit status: 0 success, 1 input rejected, 2 file error, 3 non-finite energy, 4 out of memory,
-64 usage error, 130 and 143 relax or freq stopped by SIGINT and SIGTERM.
+64 usage error, 130 and 143 relax or freq stopped by SIGINT and SIGTERM; for several FILEs
+the worst.
 )";
 
 struct command_text {
@@ -37,8 +42,8 @@ struct command_text {
 
 const std::map<std::string, command_text, std::less<>> commands = {
     {"energy",
-     {command::energy, "Usage: tbcalc energy [--json] FILE\n", R"(
-One evaluation of the model at the geometry in FILE: the total energy E and the binding
+     {command::energy, "Usage: tbcalc energy [--json] FILE...\n", R"(
+One evaluation of the model at the geometry in each FILE: the total energy E and the binding
 energy per atom (eV), the HOMO and LUMO energies and their gap (eV), the total, electronic
 and repulsive force on every atom (eV/Å), the Mulliken charges (e) and the dipole moment of
 those charges (D).
@@ -49,8 +54,8 @@ Options:
   -h, --help             show this help
 )"}},
     {"freq",
-     {command::freq, "Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE\n", R"(
-Harmonic vibrations at the geometry in FILE (relax it first for a minimum): the Hessian by
+     {command::freq, "Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE...\n", R"(
+Harmonic vibrations at the geometry in each FILE (relax it first for a minimum): the Hessian by
 finite differences, mass-weighted with the model's masses (H 1, C 12, N 14, O 16), with the
 translations and rotations set apart; wavenumbers in cm^-1 (imaginary ones negative), IR
 intensities (km/mol) from the dipole derivatives, the zero-point energy, and the ideal-gas
@@ -66,6 +71,7 @@ Options:
                               a free rotor's (default 100; 0: every mode harmonic)
       --tbrelax-symbols       only the first character of an element symbol counts
   -h, --help                  show this help
+--molden takes one FILE only.
 )"}},
     {"relax",
      {command::relax, "Usage: tbcalc relax [--json] [-o OUT] [--trajectory OUT] FILE...\n", R"(
@@ -156,7 +162,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   }
 
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
-  if (o.cmd != command::relax && o.files.size() > 1) return usage_error("one FILE only", text.usage, hint);
+  if (o.files.size() > 1 && !o.molden.empty()) return usage_error("--molden takes one FILE only", text.usage, hint);
   if (o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
     return usage_error("-o and --trajectory take one FILE only", text.usage, hint);
   return {std::move(o), "", 0};

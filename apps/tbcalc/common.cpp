@@ -5,6 +5,7 @@
 
 #include "driver/batch_input.hpp"
 #include "io/diagnostic.hpp"
+#include "params/read_param.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
 #include "tb/working_storage.hpp"
@@ -23,6 +24,8 @@ class located_error final : public tb_error {
 };
 
 }  // namespace
+
+calculation::calculation(std::ostream& err) : con(err, no_keyboard, /*pauses=*/false) { read_param(par, drv, c); }
 
 void calculation::read(const std::string& path, bool tbrelax_symbols, bool hessian) {
   read_structure(c, par, drv, path, con.screen(), !tbrelax_symbols);

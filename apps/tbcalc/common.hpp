@@ -17,11 +17,11 @@
 
 namespace tbrelax::tbcalc {
 
-// One file's calculation: its state, the model constants and an energy model whose console
-// (the overlap warnings of the electronic step) writes to `err` and never waits, and that
-// stops at a recorded signal.
+// One file's calculation: its state, the model constants (set at once) and an energy model
+// whose console (the overlap warnings of the electronic step) writes to `err` and never waits,
+// and that stops at a recorded signal.
 struct calculation {
-  explicit calculation(std::ostream& err) : con(err, no_keyboard, /*pauses=*/false) {}
+  explicit calculation(std::ostream& err);
   // Reads the structure (warnings to the console's screen) and sets the constants. Element
   // symbols count whole, or with `tbrelax_symbols` by their first character only. Throws
   // out_of_memory when an evaluation of it (and its Hessian, with `hessian`) cannot fit.

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <ostream>
 
+#include "batch.hpp"
 #include "commands.hpp"
 #include "common.hpp"
 #include "driver/evaluation.hpp"
@@ -81,10 +82,8 @@ void json_forces(json_writer& json, const char* name, const force_arrays& f, int
   json.end_array();
 }
 
-void json_report(std::ostream& out, const std::string& path, const common_var& c, const energy_result& r) {
+void json_report(json_writer& json, const std::string& path, const common_var& c, const energy_result& r) {
   const auto& eps = r.details.eps;
-  json_writer json;
-  json.begin_object();
   json_structure(json, path, c);
   json.key("energy").value(r.E);
   json.key("binding_energy").value(binding_energy_per_atom(r.E, c.at_count));
@@ -113,16 +112,13 @@ void json_report(std::ostream& out, const std::string& path, const common_var& c
   json.key("dipole").numbers({r.dipole[0], r.dipole[1], r.dipole[2]});
   json.key("dipole_magnitude").value(r.dipole_magnitude);
   json.key("electronic_route").value(route_name(r.details.route));
-  json.end_object();
-  out << json.str() << std::flush;
 }
 
 }  // namespace
 
-int run_energy(const options& o, std::ostream& out, std::ostream& err) {
-  const std::string& path = o.files.front();
-  calculation calc(err);
-  return guarded(path, err, [&] {
+int run_energy(const options& o, work_sharing& group, std::ostream& out, std::ostream& err) {
+  const file_work one_file = [&](const std::string& path, std::ostream& warnings, std::ostream& text, json_writer& json) {
+    calculation calc(warnings);
     calc.read(path, o.tbrelax_symbols);
     common_var& c = calc.c;
     energy_result r;
@@ -134,10 +130,11 @@ int run_energy(const options& o, std::ostream& out, std::ostream& err) {
     for (int k = 0; k < 3; ++k) r.dipole[k] = mu[k] * debye_per_e_angstrom;
     r.dipole_magnitude = std::hypot(r.dipole[0], r.dipole[1], r.dipole[2]);
     if (o.json)
-      json_report(out, path, c, r);
+      json_report(json, path, c, r);
     else
-      human_report(out, path, c, r);
-  });
+      human_report(text, path, c, r);
+  };
+  return run_batch(o, group, out, err, one_file, {"\n", /*own_document=*/true});
 }
 
 }  // namespace tbrelax::tbcalc

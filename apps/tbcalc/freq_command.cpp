@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <ostream>
 
+#include "batch.hpp"
 #include "commands.hpp"
 #include "common.hpp"
 #include "driver/vibration_study.hpp"
@@ -104,10 +105,8 @@ void json_thermo(json_writer& json, const thermochemistry& t) {
   json.end_object();
 }
 
-void json_report(std::ostream& out, const std::string& path, const common_var& c, double E,
+void json_report(json_writer& json, const std::string& path, const common_var& c, double E,
                  const vibrational_analysis& v, const thermochemistry& t) {
-  json_writer json;
-  json.begin_object();
   json_structure(json, path, c);
   json.key("energy").value(E);
   json.key("linear").value(v.linear);
@@ -123,27 +122,33 @@ void json_report(std::ostream& out, const std::string& path, const common_var& c
     json.end_array();
   }
   json.end_array();
-  json.end_object();
-  out << json.str() << std::flush;
 }
 
 }  // namespace
 
-int run_freq(const options& o, std::ostream& out, std::ostream& err) {
-  const std::string& path = o.files.front();
-  calculation calc(err);
-  return guarded(path, err, [&] {
-    calc.read(path, o.tbrelax_symbols, /*hessian=*/true);
-    common_var& c = calc.c;
-    const vibration_study study = study_vibrations(c, calc.model, o.thermo);
-    const vibrational_analysis& v = study.modes;
-    const thermochemistry& t = study.thermo;
-    if (!o.molden.empty()) write_molden(o.molden, c, v);
+int run_freq(const options& o, work_sharing& group, std::ostream& out, std::ostream& err) {
+  // Several files are shared among the processes, each file's Hessian computed by one; the
+  // rows of one file's Hessian are shared among them all.
+  const bool shared_hessian = o.files.size() == 1 && group.ranks() > 1;
+  single_process alone;
+  work_sharing& hessian_group = shared_hessian ? group : alone;
+  const file_work one_file = [&](const std::string& path, std::ostream& warnings, std::ostream& text, json_writer& json) {
+    calculation calc(warnings);
+    const auto study = study_vibrations(calc.c, calc.model, o.thermo, hessian_group,
+                                        [&] { calc.read(path, o.tbrelax_symbols, /*hessian=*/true); });
+    if (!study) return;  // a rank that computed rows only
+    const common_var& c = calc.c;
+    if (!o.molden.empty()) write_molden(o.molden, c, study->modes);
     if (o.json)
-      json_report(out, path, c, study.energy, v, t);
+      json_report(json, path, c, study->energy, study->modes, study->thermo);
     else
-      human_report(out, path, c, v, t, o.molden);
-  });
+      human_report(text, path, c, study->modes, study->thermo, o.molden);
+  };
+  const batch_layout layout{"\n", /*own_document=*/true};
+  if (!shared_hessian) return run_batch(o, group, out, err, one_file, layout);
+  // Every process runs the one file; rank 0 alone reads, writes and reports it.
+  const int status = run_batch(o, alone, out, err, one_file, layout);
+  return group.rank() == 0 ? status : 0;
 }
 
 }  // namespace tbrelax::tbcalc

@@ -4,6 +4,7 @@
 #include <optional>
 #include <ostream>
 
+#include "batch.hpp"
 #include "commands.hpp"
 #include "common.hpp"
 #include "driver/evaluation.hpp"
@@ -92,7 +93,6 @@ void human_report(std::ostream& out, const std::string& path, const common_var& 
 
 void json_result(json_writer& json, const std::string& path, const common_var& c, const relaxed& r,
                  const options& o) {
-  json.key("status").value(0);
   json_structure(json, path, c);
   json.key("output").value(r.output);
   if (o.trajectory.empty())
@@ -111,31 +111,16 @@ void json_result(json_writer& json, const std::string& path, const common_var& c
 
 }  // namespace
 
-int run_relax(const options& o, std::ostream& out, std::ostream& err) {
-  int worst = 0;
-  json_writer json;
-  json.begin_object().key("files").begin_array();
-  for (const std::string& path : o.files) {
-    calculation calc(err);
-    relaxed r;
-    std::string message;
-    const int status = guarded(path, err, [&] { r = relax_file(calc, path, o, err); }, &message);
-    worst = std::max(worst, status);
-    if (!o.json) {
-      if (status == 0) human_report(out, path, calc.c, r);
-      continue;
-    }
-    json.begin_object();
-    if (status == 0) {
+int run_relax(const options& o, work_sharing& group, std::ostream& out, std::ostream& err) {
+  const file_work one_file = [&](const std::string& path, std::ostream& progress, std::ostream& text, json_writer& json) {
+    calculation calc(progress);
+    const relaxed r = relax_file(calc, path, o, progress);
+    if (o.json)
       json_result(json, path, calc.c, r, o);
-    } else {
-      json.key("status").value(status).key("file").value(path).key("error").value(message);
-    }
-    json.end_object();
-  }
-  json.end_array().key("status").value(worst).end_object();
-  if (o.json) out << json.str() << std::flush;
-  return worst;
+    else
+      human_report(text, path, calc.c, r);
+  };
+  return run_batch(o, group, out, err, one_file, {"", /*own_document=*/false});
 }
 
 }  // namespace tbrelax::tbcalc

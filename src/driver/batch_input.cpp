@@ -1,5 +1,8 @@
 #include "driver/batch_input.hpp"
 
+#include <algorithm>
+#include <fstream>
+#include <numeric>
 #include <ostream>
 #include <sstream>
 
@@ -43,6 +46,18 @@ void read_structure(common_var& c, param& par, drive& drv, const std::string& pa
     throw input_rejected("atoms " + std::to_string(pair->first + 1) + " and " + std::to_string(pair->second + 1) +
                              " are at the same position",
                          in_file(path));
+}
+
+std::vector<std::size_t> largest_first(const std::vector<std::string>& paths) {
+  std::vector<long> atoms(paths.size(), -1);
+  for (std::size_t k = 0; k < paths.size(); ++k) {
+    std::ifstream file(paths[k]);
+    if (long n = 0; file >> n) atoms[k] = n;
+  }
+  std::vector<std::size_t> order(paths.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return atoms[a] > atoms[b]; });
+  return order;
 }
 
 }  // namespace tbrelax

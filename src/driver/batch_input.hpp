@@ -4,6 +4,7 @@
 
 #include <iosfwd>
 #include <string>
+#include <vector>
 
 #include "state/common_var.hpp"
 #include "state/param.hpp"
@@ -19,5 +20,11 @@ namespace tbrelax {
 // chooses the reader's symbol rule (structure_source).
 void read_structure(common_var& c, param& par, drive& drv, const std::string& path, std::ostream& warnings,
                     bool whole_symbols = false);
+
+// The order in which a batch of structure files is shared out: the largest molecule (by the
+// atom count its first line declares) first, so that no large one is left for the end while
+// the other processes run out of work. Equal counts keep their order; a file whose count
+// cannot be read goes last (its fault is reported when it is read in earnest).
+std::vector<std::size_t> largest_first(const std::vector<std::string>& paths);
 
 }  // namespace tbrelax

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <stdexcept>
 
 #include "tb/charges.hpp"
 #include "tb/repulsion.hpp"
@@ -32,35 +33,10 @@ std::array<double, 3> current_dipole(const common_var& c, const energy_model& mo
   return dipole_moment(c, mulliken_charges(c, *model.workspace));
 }
 
-void electronic_part(common_var& c, const energy_model& model, std::vector<double>* dipole_derivatives) {
-  const int n = c.at_count;
-  const std::size_t nat3 = c.nat3;
-  const double h = hessian_displacement;
+// The coordinate a row displaces: x, y or z of atom k / 3.
+double& displaced_coordinate(common_var& c, std::size_t k) {
   std::vector<double>* q[3] = {&c.x, &c.y, &c.z};
-  for (int a = 0; a < n; ++a)
-    for (int axis = 0; axis < 3; ++axis) {
-      const std::size_t k = 3 * a + axis;
-      double& coordinate = (*q[axis])[a];
-      coordinate = coordinate - h;
-      force(c, model);
-      c.fx0 = c.felx;
-      c.fy0 = c.fely;
-      c.fz0 = c.felz;
-      std::array<double, 3> minus{};
-      if (dipole_derivatives) minus = current_dipole(c, model);
-      coordinate = coordinate + 2 * h;
-      force(c, model);
-      if (dipole_derivatives) {
-        const std::array<double, 3> plus = current_dipole(c, model);
-        for (int i = 0; i < 3; ++i) (*dipole_derivatives)[i + 3 * k] = (plus[i] - minus[i]) * 0.5 / h;
-      }
-      for (int b = 0; b < n; ++b) {
-        c.hesel[k + (3 * b) * nat3] = -(c.felx[b] - c.fx0[b]) * 0.5 / h;
-        c.hesel[k + (3 * b + 1) * nat3] = -(c.fely[b] - c.fy0[b]) * 0.5 / h;
-        c.hesel[k + (3 * b + 2) * nat3] = -(c.felz[b] - c.fz0[b]) * 0.5 / h;
-      }
-      coordinate = coordinate - h;
-    }
+  return (*q[k % 3])[k / 3];
 }
 
 // Second derivative of one pair energy with respect to the position of either atom.
@@ -101,30 +77,90 @@ void repulsive_part(common_var& c, const param& par) {
 
 }  // namespace
 
-void hess_cre(common_var& c, const energy_model& given, std::vector<double>* dipole_derivatives) {
+hessian_sweep::hessian_sweep(common_var& c, const energy_model& given, bool dipoles)
+    : c_(c), model_(given), dipoles_(dipoles) {
   // The evaluations' storage counts too unless a kept workspace already holds it.
   const bool held = given.workspace && given.workspace->S.rows() == c.wfunc_count;
   check_memory(hessian_storage_bytes(c.at_count) + (held ? 0 : evaluation_storage_bytes(c.wfunc_count)),
                storage_purpose(c, true));
   // The charges need the S and P of each displaced evaluation, which only a workspace keeps.
-  evaluation_workspace local;
-  energy_model model = given;
-  if (!model.workspace) model.workspace = &local;
-  if (dipole_derivatives) dipole_derivatives->assign(3 * static_cast<std::size_t>(c.nat3), 0.0);
-  const std::size_t size = static_cast<std::size_t>(c.nat3) * c.nat3;
+  if (!model_.workspace) model_.workspace = &local_;
+  const std::size_t size = rows() * rows();
   for (auto* m : {&c.hess, &c.hesel, &c.hesrep}) m->assign(size, 0.0);
+  if (dipoles_) derivatives_.assign(3 * rows(), 0.0);
   c.x0 = c.x;
   c.y0 = c.y;
   c.z0 = c.z;
-  electronic_part(c, model, dipole_derivatives);
-  repulsive_part(c, model.par);
+}
+
+void hessian_sweep::pass_over_until(std::size_t k) {
+  if (k < next_) throw std::logic_error("Hessian rows are evaluated in ascending order");
+  const double h = hessian_displacement;
+  for (; next_ < k; ++next_) {
+    double& coordinate = displaced_coordinate(c_, next_);
+    coordinate = coordinate - h;
+    replay_force_rounding(c_);
+    coordinate = coordinate + 2 * h;
+    replay_force_rounding(c_);
+    coordinate = coordinate - h;
+  }
+}
+
+std::vector<double> hessian_sweep::evaluate(std::size_t k) {
+  pass_over_until(k);
+  common_var& c = c_;
+  const double h = hessian_displacement;
+  double& coordinate = displaced_coordinate(c, k);
+  coordinate = coordinate - h;
+  force(c, model_);
+  c.fx0 = c.felx;
+  c.fy0 = c.fely;
+  c.fz0 = c.felz;
+  std::array<double, 3> minus{};
+  if (dipoles_) minus = current_dipole(c, model_);
+  coordinate = coordinate + 2 * h;
+  force(c, model_);
+  std::vector<double> row(rows() + (dipoles_ ? 3 : 0));
+  for (int b = 0; b < c.at_count; ++b) {
+    row[3 * b] = -(c.felx[b] - c.fx0[b]) * 0.5 / h;
+    row[3 * b + 1] = -(c.fely[b] - c.fy0[b]) * 0.5 / h;
+    row[3 * b + 2] = -(c.felz[b] - c.fz0[b]) * 0.5 / h;
+  }
+  if (dipoles_) {
+    const std::array<double, 3> plus = current_dipole(c, model_);
+    for (int i = 0; i < 3; ++i) row[rows() + i] = (plus[i] - minus[i]) * 0.5 / h;
+  }
+  coordinate = coordinate - h;
+  next_ = k + 1;
+  return row;
+}
+
+void hessian_sweep::store(std::size_t k, const std::vector<double>& row) {
+  const std::size_t nat3 = rows();
+  if (row.size() != nat3 + (dipoles_ ? 3 : 0)) throw std::logic_error("a Hessian row of the wrong length");
+  for (std::size_t l = 0; l < nat3; ++l) c_.hesel[k + l * nat3] = row[l];
+  if (dipoles_)
+    for (int i = 0; i < 3; ++i) derivatives_[i + 3 * k] = row[nat3 + i];
+}
+
+void hessian_sweep::finish(std::vector<double>* dipole_derivatives) {
+  pass_over_until(rows());
+  common_var& c = c_;
+  repulsive_part(c, model_.par);
+  const std::size_t nat3 = rows(), size = nat3 * nat3;
   for (std::size_t k = 0; k < size; ++k) c.hess[k] = c.hesel[k] + c.hesrep[k];
-  const std::size_t nat3 = c.nat3;
   for (std::size_t l = 0; l < nat3; ++l)
     for (std::size_t k = 0; k <= l; ++k) {
       const double mean = 0.5 * (c.hess[k + l * nat3] + c.hess[l + k * nat3]);
       c.hess[k + l * nat3] = c.hess[l + k * nat3] = mean;
     }
+  if (dipole_derivatives) *dipole_derivatives = derivatives_;
+}
+
+void hess_cre(common_var& c, const energy_model& model, std::vector<double>* dipole_derivatives) {
+  hessian_sweep sweep(c, model, dipole_derivatives != nullptr);
+  for (std::size_t k = 0; k < sweep.rows(); ++k) sweep.store(k, sweep.evaluate(k));
+  sweep.finish(dipole_derivatives);
 }
 
 }  // namespace tbrelax

@@ -27,4 +27,37 @@ separation dxdydz(int i, int j, const common_var& c);
 // Before allocating, out_of_memory when the Hessian and the evaluations cannot fit.
 void hess_cre(common_var& c, const energy_model& model, std::vector<double>* dipole_derivatives = nullptr);
 
+// hess_cre one row at a time, so that several processes can share the rows. Each row k
+// displaces coordinate k by -h and +h, and every evaluation puts all coordinates back only up
+// to rounding, so a row depends on the rows before it in the last bits. A row that another
+// process computes is passed over by replaying that coordinate arithmetic without evaluating:
+// every row comes out, to the bit, as the full sweep gives it, wherever it is computed.
+class hessian_sweep {
+ public:
+  // Saves the coordinates in x0, y0, z0 and sizes hess, hesel and hesrep.
+  hessian_sweep(common_var& c, const energy_model& model, bool dipoles);
+  hessian_sweep(const hessian_sweep&) = delete;
+  hessian_sweep& operator=(const hessian_sweep&) = delete;
+  std::size_t rows() const { return static_cast<std::size_t>(c_.nat3); }
+
+  // Row k of hesel, followed by its three dipole derivatives where asked for. Rows are
+  // evaluated in ascending order; the ones in between are passed over.
+  std::vector<double> evaluate(std::size_t k);
+  // Puts row k, computed here or by another process, in its place.
+  void store(std::size_t k, const std::vector<double>& row);
+  // Passes over the remaining rows, adds the repulsive part and symmetrises: hesel, hesrep,
+  // hess and the coordinates as hess_cre leaves them (the force arrays excepted).
+  void finish(std::vector<double>* dipole_derivatives = nullptr);
+
+ private:
+  void pass_over_until(std::size_t k);
+
+  common_var& c_;
+  evaluation_workspace local_;  // for the charges when the caller keeps no workspace
+  energy_model model_;
+  bool dipoles_;
+  std::size_t next_ = 0;  // the first row not yet evaluated or passed over
+  std::vector<double> derivatives_;
+};
+
 }  // namespace tbrelax

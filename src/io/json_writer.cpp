@@ -128,4 +128,19 @@ json_writer& json_writer::numbers(const std::vector<double>& values) {
   return end_array();
 }
 
+json_writer& json_writer::document(std::string_view text) {
+  begin_value();
+  if (text.ends_with('\n')) text.remove_suffix(1);
+  // A line end inside a JSON document is always layout: strings carry theirs escaped.
+  const std::string indent = "\n" + std::string(2 * open_.size(), ' ');
+  for (const char ch : text) {
+    if (ch == '\n')
+      text_ += indent;
+    else
+      text_ += ch;
+  }
+  if (open_.empty()) text_ += '\n';
+  return *this;
+}
+
 }  // namespace tbrelax

@@ -32,6 +32,9 @@ class json_writer {
   json_writer& null();
   // A one-line array of numbers.
   json_writer& numbers(const std::vector<double>& values);
+  // A value another writer has written as a whole document (its final line end left out),
+  // indented to its place here.
+  json_writer& document(std::string_view text);
 
   // The document so far, with a final line end once the outermost value is closed.
   const std::string& str() const { return text_; }

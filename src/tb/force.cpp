@@ -57,7 +57,16 @@ void pulling_pair(common_var& c, int a, int b, double F) {
   }
 }
 
+// The coordinates as the forward-difference passes put them back.
+void take_restored(common_var& c, const displacement_view& view) {
+  c.x = view.restored()[0];
+  c.y = view.restored()[1];
+  c.z = view.restored()[2];
+}
+
 }  // namespace
+
+void replay_force_rounding(common_var& c) { take_restored(c, displacement_view(c, force_displacement)); }
 
 double force(common_var& c, const energy_model& model, evaluation_details* details) {
   if (model.interruption_check) model.interruption_check();
@@ -96,9 +105,7 @@ double force(common_var& c, const energy_model& model, evaluation_details* detai
   start = clock_type::now();
   repulsive_forces(c, par, view);
   const double repulsion_seconds = seconds_since(start);
-  c.x = view.restored()[0];
-  c.y = view.restored()[1];
-  c.z = view.restored()[2];
+  take_restored(c, view);
 
   for (int a = 0; a < c.at_count; ++a) {
     c.fx[a] = c.felx[a] + c.frepx[a];

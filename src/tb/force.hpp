@@ -55,4 +55,9 @@ inline constexpr double force_displacement = 1e-7;
 // Before the n x n matrices are first allocated, out_of_memory when they cannot fit.
 double force(common_var& c, const energy_model& model, evaluation_details* details = nullptr);
 
+// What force() does to the coordinates, and nothing else: each is displaced by
+// force_displacement and put back. A caller that skips evaluations (another process does
+// them) keeps, with this, the coordinates the evaluations would have left to the bit.
+void replay_force_rounding(common_var& c);
+
 }  // namespace tbrelax

@@ -103,29 +103,5 @@ TEST(TbcalcRelax, RelaxedFileHoldsItsOwnExactEnergy) {
   EXPECT_EQ(read_frames(read_text(dir / "t.xyz")).back().block, static_cast<int>(std::count(r.err.begin(), r.err.end(), '\n')));
 }
 
-TEST(TbcalcRelax, AFailedFileDoesNotStopTheOthersAndTheWorstStatusWins) {
-  temp_dir dir;
-  write_text(dir / "a.xyz", "2\na\nH 0 0 0\nH 0 0 0.75\n");
-  write_text(dir / "bad.xyz", "3\nb\nH 0 0 0\n");
-  write_text(dir / "c.xyz", "1\nc\nO 0 0 0\n");
-  const auto r = tbcalc({"relax", "--json", "a.xyz", "missing.xyz", "bad.xyz", "c.xyz"}, dir.path());
-  EXPECT_EQ(r.status, 2);
-  EXPECT_TRUE(std::filesystem::exists(dir / "a.relaxed.xyz"));
-  EXPECT_TRUE(std::filesystem::exists(dir / "c.relaxed.xyz"));
-  EXPECT_NE(r.err.find("tbcalc: missing.xyz: error: cannot open"), std::string::npos);
-  EXPECT_NE(r.err.find("tbcalc: bad.xyz:1:1: error: the file declares 3 atoms"), std::string::npos);
-  EXPECT_NE(r.err.find("c.xyz: block 1: E = 0.0000000000 eV"), std::string::npos);
-
-  const auto py = testing::python(
-      "import json,sys\nd=json.load(sys.stdin)\n"
-      "print(d['status'], [(f['file'], f['status'], f.get('blocks'), 'error' in f) for f in d['files']])",
-      dir.path(), r.out);
-  if (py.status == -1) GTEST_SKIP() << "no Python to parse the document with";
-  EXPECT_EQ(py.status, 0) << py.err;
-  const auto a_blocks = std::to_string(static_cast<int>(testing::json_numbers(r.out, "blocks")[0]));
-  EXPECT_EQ(py.out, "2 [('a.xyz', 0, " + a_blocks +
-                        ", False), ('missing.xyz', 2, None, True), ('bad.xyz', 1, None, True), ('c.xyz', 0, 1, False)]\n");
-}
-
 }  // namespace
 }  // namespace tbrelax

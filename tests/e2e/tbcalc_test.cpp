@@ -193,7 +193,7 @@ TEST(TbcalcCommandLine, HelpAndVersionGoToStandardOutput) {
   }
   const auto freq = tbcalc({"freq", "--help"}, dir.path());
   EXPECT_EQ(freq.status, 0);
-  EXPECT_TRUE(freq.out.starts_with("Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE\n"));
+  EXPECT_TRUE(freq.out.starts_with("Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE...\n"));
   // Help wins over what else the line holds, even a file that does not exist.
   EXPECT_EQ(tbcalc({"relax", "nothere.xyz", "-h"}, dir.path()).status, 0);
   const auto version = tbcalc({"--version"}, dir.path());
@@ -213,7 +213,7 @@ TEST(TbcalcCommandLine, UsageErrorsEndWithStatus64) {
            {{"optimise", "w.xyz"}, "tbcalc: unknown command 'optimise'"},
            {{"--json", "energy", "w.xyz"}, "tbcalc: unknown option '--json'"},
            {{"energy", "--molden", "m", "w.xyz"}, "tbcalc: unknown option '--molden'"},
-           {{"energy", "w.xyz", "w.xyz"}, "tbcalc: one FILE only"},
+           {{"freq", "--molden", "m", "w.xyz", "w.xyz"}, "tbcalc: --molden takes one FILE only"},
            {{"freq", "w.xyz", "--molden"}, "tbcalc: option '--molden' needs a file name"},
            {{"relax", "-o", "r.xyz", "w.xyz", "w.xyz"}, "tbcalc: -o and --trajectory take one FILE only"},
            {{"freq", "--temperature", "-5", "w.xyz"}, "tbcalc: --temperature needs a positive number of kelvin, not '-5'"},

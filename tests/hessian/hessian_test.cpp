@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <memory>
 
 #include "support/molecules.hpp"
 
@@ -51,6 +52,39 @@ TEST(Hessian, SymmetricWithBalancedRepulsiveRowsAndMatchingForceDifferences) {
     }
   EXPECT_EQ(c.x0, start.x);
   for (int a = 0; a < c.at_count; ++a) EXPECT_NEAR(c.z[a], start.z[a], 1e-15);
+}
+
+// Processes sharing the rows each evaluate some and pass over the others; the rows they
+// gather give the one-process Hessian and dipole derivatives to the bit.
+TEST(Hessian, RowsSharedAmongSweepsGiveTheFullSweepToTheBit) {
+  test_model m;
+  auto atoms = testing::formaldehyde_atoms();
+  for (auto& a : atoms)
+    for (int k = 0; k < 3; ++k) a.r[k] += 0.3127 * (k + 1);  // coordinates whose displacements round
+  // Displaced by -h, this one lies just below 1, where the evaluation's own displacement of
+  // 1e-7 does not come back exactly either.
+  atoms[0].r[0] = 1.0 + hessian_displacement - 3e-8;
+  const common_var start = molecule(atoms);
+  common_var whole = start;
+  std::vector<double> expected_derivatives;
+  hess_cre(whole, m.model, &expected_derivatives);
+  // The sweep leaves rounding in the coordinates, which the sharing has to repeat.
+  ASSERT_TRUE(whole.x != start.x || whole.y != start.y || whole.z != start.z);
+
+  for (const std::size_t sharers : {2u, 3u}) {
+    std::vector<common_var> states(sharers, start);
+    std::vector<std::unique_ptr<hessian_sweep>> sweeps;
+    for (auto& c : states) sweeps.push_back(std::make_unique<hessian_sweep>(c, m.model, true));
+    for (std::size_t k = 0; k < sweeps[0]->rows(); ++k) sweeps[0]->store(k, sweeps[k % sharers]->evaluate(k));
+    std::vector<double> derivatives;
+    sweeps[0]->finish(&derivatives);
+    const common_var& c = states[0];
+    EXPECT_EQ(c.hesel, whole.hesel) << sharers;
+    EXPECT_EQ(c.hess, whole.hess) << sharers;
+    EXPECT_EQ(c.hesrep, whole.hesrep) << sharers;
+    EXPECT_EQ(derivatives, expected_derivatives) << sharers;
+    EXPECT_TRUE(c.x == whole.x && c.y == whole.y && c.z == whole.z) << sharers;
+  }
 }
 
 TEST(Hessian, SingleAtomHasNoRepulsiveCurvature) {
