@@ -99,10 +99,7 @@ relaxation_figures time_relaxation(const molecule_spec& m, const std::string& so
   use_threads(threads);
   const auto session = session_for(m, solver);
   model_session& s = *session;
-  struct silent final : relaxation_observer {
-    void block_started(int, const common_var&, double) override {}
-    void block_finished(int, const common_var&, double, double) override {}
-  } observer;
+  silent_observer observer;
   const auto start = clock_type::now();
   const relaxation_result r = relax(s.c, s.drv, s.model, observer);
   relaxation_figures f{m.formula, solver, static_cast<int>(m.types.size()), m.basis_size, default_threads(),

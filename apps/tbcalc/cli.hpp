@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "optimize/optimiser_run.hpp"
+
 namespace tbrelax::tbcalc {
 
 enum class command { energy, freq, relax };
@@ -15,7 +17,10 @@ struct options {
   bool json = false;
   std::string molden;      // freq: Molden file to write ("" for none)
   std::string output;      // relax: relaxed geometry ("" for the default beside the input)
-  std::string trajectory;  // relax: frames at the start of every block ("" for none)
+  std::string trajectory;  // relax: frames at the start of every block or step ("" for none)
+  // relax: the method ("sd" for tbrelax's steepest descent), its stop criteria and constraints.
+  std::string method = "lbfgs";
+  optimiser_settings optimiser;
 };
 
 // What the command line asks for: a run, or text to print and a status to end with.
