@@ -18,8 +18,9 @@ bool all_finite(const std::vector<double>& v) {
 
 }  // namespace
 
-evaluation_result evaluate(const std::vector<std::string>& symbols, const position_list& positions) {
-  model_session s;
+evaluation_result evaluate(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions) {
+  const session_pool::lease session = pool.take(symbols);
+  model_session& s = *session;
   load_checked(s, symbols, positions);
   evaluation_details details;
   evaluation_result r;
@@ -34,13 +35,35 @@ evaluation_result evaluate(const std::vector<std::string>& symbols, const positi
   return r;
 }
 
-hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions) {
-  model_session s;
+hessian_result hessian(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions) {
+  const session_pool::lease session = pool.take(symbols);
+  model_session& s = *session;
   load_checked(s, symbols, positions);
   hess_cre(s.c, s.model);
   if (!all_finite(s.c.hess)) throw numerical_error("the Hessian has a non-finite entry");
   // hess is symmetric, so its column-major storage reads the same row by row.
   return {std::move(s.c.hess), s.screen.str()};
+}
+
+relaxation_result relax(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
+                        const optimiser_settings& settings) {
+  const session_pool::lease session = pool.take(symbols);
+  model_session& s = *session;
+  load_checked(s, symbols, positions);
+  silent_observer quiet;
+  const optimiser_result run = run_optimiser(s.c, s.model, settings, quiet);
+  relaxation_result r;
+  const common_var& c = s.c;
+  for (int a = 0; a < c.at_count; ++a) {
+    r.positions.push_back({c.x[a], c.y[a], c.z[a]});
+    r.forces.insert(r.forces.end(), {c.fx[a], c.fy[a], c.fz[a]});
+  }
+  r.energy = run.E;
+  r.steps = run.steps;
+  r.evaluations = run.evaluations;
+  r.converged = run.reason == stop_reason::converged;
+  r.messages = s.screen.str();
+  return r;
 }
 
 structure read_structure(const std::string& path) {

@@ -1,12 +1,15 @@
 #pragma once
-// The calls the Python package offers, in plain C++: one evaluation, the Hessian and the
-// structure reader. Each builds its own state, so that calls on different threads share nothing.
+// The calls the Python package offers, in plain C++: one evaluation, the Hessian, a relaxation
+// and the structure reader. The model calls run on a session of their own taken from a pool,
+// so that calls on different threads share nothing.
 // Faults are the library's own (input_rejected, io_error, numerical_error).
 
 #include <string>
 #include <vector>
 
 #include "molecule_input.hpp"
+#include "optimize/optimiser_run.hpp"
+#include "session_pool.hpp"
 
 namespace tbrelax::python {
 
@@ -18,7 +21,7 @@ struct evaluation_result {
 };
 
 // Throws numerical_error when the energy or a force is not finite.
-evaluation_result evaluate(const std::vector<std::string>& symbols, const position_list& positions);
+evaluation_result evaluate(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions);
 
 struct hessian_result {
   std::vector<double> hessian;  // 3n x 3n, symmetric (eV/angstrom^2), coordinate 3a + axis
@@ -26,7 +29,22 @@ struct hessian_result {
 };
 
 // Throws numerical_error when an entry is not finite.
-hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions);
+hessian_result hessian(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions);
+
+struct relaxation_result {
+  position_list positions;      // angstrom
+  double energy = 0;            // binding energy at those positions (eV)
+  std::vector<double> forces;   // n x 3, row-major, pulling pairs included, zero on fixed atoms
+  int steps = 0;
+  std::int64_t evaluations = 0;
+  bool converged = false;       // the largest force on a free atom fell below fmax
+  std::string messages;
+};
+
+// Throws std::invalid_argument for an unknown method or faulty constraints, numerical_error
+// when an evaluation is not finite.
+relaxation_result relax(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
+                        const optimiser_settings& settings);
 
 struct structure {
   std::vector<std::string> symbols;  // "H", "C", "N" or "O"

@@ -1,6 +1,8 @@
-// The compiled core of the tbrelax package: evaluations, Hessians and structure files on plain
-// lists and numpy arrays. The package's Python layer wraps the results in named tuples, turns
-// the model's screen messages into warnings and holds the ASE calculator.
+// The compiled core of the tbrelax package: evaluations, Hessians, relaxations and structure
+// files on plain lists and numpy arrays. The model calls are methods of a pool of sessions
+// (`Sessions`) that keeps the model's storage between calls. The package's Python layer wraps
+// the results in named tuples, turns the model's screen messages into warnings and holds the
+// ASE calculator.
 //
 // Every call converts its arguments while holding the GIL, then releases it for the work, so
 // that other Python threads (and other evaluations) run meanwhile.
@@ -11,6 +13,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <tuple>
 
 #include "model_calls.hpp"
 #include "state/element.hpp"
@@ -43,26 +46,48 @@ py::array_t<double> to_array(const std::vector<double>& v) {
   return out;
 }
 
-py::tuple evaluate_py(const std::vector<std::string>& symbols, const positions_array& positions) {
+py::tuple evaluate_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions) {
   const position_list r = to_positions(positions);
   evaluation_result e;
   {
     py::gil_scoped_release unlocked;
-    e = evaluate(symbols, r);
+    e = evaluate(pool, symbols, r);
   }
   const auto n = static_cast<py::ssize_t>(r.size());
   return py::make_tuple(e.energy, to_array(e.forces, n, 3), to_array(e.orbital_energies), e.messages);
 }
 
-py::tuple hessian_py(const std::vector<std::string>& symbols, const positions_array& positions) {
+py::tuple hessian_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions) {
   const position_list r = to_positions(positions);
   hessian_result h;
   {
     py::gil_scoped_release unlocked;
-    h = hessian(symbols, r);
+    h = hessian(pool, symbols, r);
   }
   const auto n3 = static_cast<py::ssize_t>(3 * r.size());
   return py::make_tuple(to_array(h.hessian, n3, n3), h.messages);
+}
+
+// fix: atoms from 0; pull: (a, b, F) with atoms from 0.
+py::tuple relax_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions,
+                   const std::string& method, double fmax, int max_steps, const std::vector<int>& fix,
+                   const std::vector<std::tuple<int, int, double>>& pull) {
+  const position_list r = to_positions(positions);
+  optimiser_settings settings;
+  settings.method = method;
+  settings.stop = {fmax, max_steps};
+  settings.limits.fixed = fix;
+  for (const auto& [a, b, F] : pull) settings.limits.pulls.push_back({a + 1, b + 1, F});
+  relaxation_result x;
+  {
+    py::gil_scoped_release unlocked;
+    x = relax(pool, symbols, r, settings);
+  }
+  const auto n = static_cast<py::ssize_t>(r.size());
+  std::vector<double> flat;
+  for (const auto& p : x.positions) flat.insert(flat.end(), p.begin(), p.end());
+  return py::make_tuple(to_array(flat, n, 3), x.energy, to_array(x.forces, n, 3), x.steps, x.evaluations,
+                        x.converged, x.messages);
 }
 
 py::tuple read_xyz_py(const std::string& path) {
@@ -108,10 +133,16 @@ PYBIND11_MODULE(_core, m) {
   m.doc() = "Compiled core of tbrelax: the tight-binding energy model of H, C, N, O molecules.";
   py::register_exception_translator(translate_faults);
 
-  m.def("evaluate", &evaluate_py, py::arg("symbols"), py::arg("positions"),
-        "(energy eV, forces n x 3 eV/angstrom, orbital energies eV, model messages)");
-  m.def("hessian", &hessian_py, py::arg("symbols"), py::arg("positions"),
-        "(Hessian 3n x 3n eV/angstrom^2, model messages)");
+  py::class_<session_pool>(m, "Sessions", "Model sessions kept between calls; safe to share between threads.")
+      .def(py::init<>())
+      .def("evaluate", &evaluate_py, py::arg("symbols"), py::arg("positions"),
+           "(energy eV, forces n x 3 eV/angstrom, orbital energies eV, model messages)")
+      .def("hessian", &hessian_py, py::arg("symbols"), py::arg("positions"),
+           "(Hessian 3n x 3n eV/angstrom^2, model messages)")
+      .def("relax", &relax_py, py::arg("symbols"), py::arg("positions"), py::arg("method"), py::arg("fmax"),
+           py::arg("max_steps"), py::arg("fix"), py::arg("pull"),
+           "(positions n x 3 angstrom, energy eV, forces n x 3 eV/angstrom, steps, evaluations, converged, "
+           "model messages)");
   m.def("read_xyz", &read_xyz_py, py::arg("path"), "(symbols, positions n x 3 angstrom, title, reader report)");
 
   py::dict masses;

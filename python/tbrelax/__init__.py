@@ -6,8 +6,10 @@
 -8.6858
 
 Energies are in eV, positions in angstrom, forces in eV/angstrom, Hessians in eV/angstrom^2.
-The ASE calculator is ``tbrelax.ase.TBRelax``. Every call releases the GIL while it computes
-and shares nothing with other calls, so evaluations may run on several threads at once.
+The ASE calculator is ``tbrelax.ase.TBRelax``. Every call releases the GIL while it computes.
+The model's storage is kept between calls (per molecule size, one per thread that calls at the
+same time), so a loop of evaluations of one molecule pays for it once; calls on several threads
+take separate storage and give exactly the results they give alone.
 """
 
 from __future__ import annotations
@@ -24,7 +26,7 @@ from .errors import Error, FileError, InputRejected, NumericalError, TBRelaxWarn
 from . import _core
 
 __all__ = [
-    "evaluate", "hessian", "read_xyz", "Evaluation", "Structure", "MASSES",
+    "evaluate", "hessian", "relax", "read_xyz", "Evaluation", "Relaxation", "Structure", "MASSES", "METHODS",
     "Error", "FileError", "InputRejected", "NumericalError", "TBRelaxWarning",
 ]
 
@@ -32,12 +34,28 @@ __all__ = [
 #: default masses differ slightly; use these to compare frequencies with the program's own.
 MASSES: dict[str, float] = dict(_core.masses)
 
+#: The optimisers of ``relax``.
+METHODS = ("lbfgs", "fire")
+
+# The sessions of the module's calls and of the ASE calculator.
+_SESSIONS = _core.Sessions()
+
 
 class Evaluation(NamedTuple):
     """One evaluation of the model."""
     energy: float                   #: binding energy (eV)
     forces: np.ndarray              #: n x 3 (eV/angstrom)
     orbital_energies: np.ndarray    #: ascending (eV)
+
+
+class Relaxation(NamedTuple):
+    """The end of a relaxation."""
+    positions: np.ndarray   #: n x 3 (angstrom)
+    energy: float           #: binding energy there (eV), without the pulling potentials
+    forces: np.ndarray      #: n x 3 (eV/angstrom), pulling forces included, zero on fixed atoms
+    steps: int              #: optimiser steps
+    evaluations: int        #: model evaluations, the start included
+    converged: bool         #: the largest force on a free atom fell below fmax
 
 
 class Structure(NamedTuple):
@@ -77,7 +95,7 @@ def evaluate(symbols: Sequence[str], positions: ArrayLike) -> Evaluation:
     result is not finite.
     """
     symbols, r = _arguments(symbols, positions)
-    energy, forces, eps, messages = _core.evaluate(symbols, r)
+    energy, forces, eps, messages = _SESSIONS.evaluate(symbols, r)
     _warn_model_messages(messages)
     return Evaluation(energy, forces, eps)
 
@@ -90,9 +108,57 @@ def hessian(symbols: Sequence[str], positions: ArrayLike) -> np.ndarray:
     ``evaluate`` does.
     """
     symbols, r = _arguments(symbols, positions)
-    h, messages = _core.hessian(symbols, r)
+    h, messages = _SESSIONS.hessian(symbols, r)
     _warn_model_messages(messages)
     return h
+
+
+def _atom_index(value, count: int, what: str) -> int:
+    if isinstance(value, (bool, np.bool_)) or not isinstance(value, (int, np.integer)):
+        raise ValueError(f"{what} must be an atom index, not {value!r}")
+    if not 0 <= value < count:
+        raise ValueError(f"{what} {value} is not an atom of this molecule (0 to {count - 1})")
+    return int(value)
+
+
+def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", fmax: float = 0.01,
+          fix: Sequence[int] = (), pull: Sequence[tuple[int, int, float]] = (),
+          max_steps: int = 1000) -> Relaxation:
+    """Relaxes a molecule to a minimum of its energy, entirely in compiled code.
+
+    ``method``: "lbfgs" (limited-memory BFGS with a line search that never lets the energy
+    rise) or "fire" (damped dynamics). The relaxation stops when no free atom feels more than
+    ``fmax`` eV/angstrom, or after ``max_steps`` optimiser steps (``converged`` tells which).
+    ``fix``: indices (from 0) of atoms that never move. ``pull``: pairs ``(a, b, F)`` (indices
+    from 0) pushed apart by a constant force F eV/angstrom along their axis (negative pulls
+    them together); the optimiser minimises the energy less F times each pair's distance.
+    Raises ValueError for a bad option, and as ``evaluate`` does.
+    """
+    symbols, r = _arguments(symbols, positions)
+    if method not in METHODS:
+        raise ValueError(f"method must be one of {', '.join(METHODS)}, not {method!r}")
+    fmax = float(fmax)
+    if not (np.isfinite(fmax) and fmax > 0):
+        raise ValueError(f"fmax must be a number above 0 (eV/angstrom), not {fmax}")
+    if isinstance(max_steps, bool) or not isinstance(max_steps, (int, np.integer)) or max_steps < 0:
+        raise ValueError(f"max_steps must be a whole number of at least 0, not {max_steps!r}")
+    n = len(symbols)
+    fixed = [_atom_index(a, n, "a fixed atom") for a in fix]
+    if n and len(set(fixed)) == n:
+        raise ValueError("every atom is fixed: nothing can move")
+    pairs = []
+    for p in pull:
+        if len(p) != 3:
+            raise ValueError(f"a pulling pair is (a, b, F), not {p!r}")
+        a, b = (_atom_index(x, n, "a pulled atom") for x in p[:2])
+        force = float(p[2])
+        if a == b or not np.isfinite(force):
+            raise ValueError(f"a pulling pair needs two different atoms and a finite force, not {p!r}")
+        pairs.append((a, b, force))
+    x, energy, forces, steps, evaluations, converged, messages = _SESSIONS.relax(
+        symbols, r, method, fmax, int(max_steps), fixed, pairs)
+    _warn_model_messages(messages)
+    return Relaxation(x, energy, forces, steps, evaluations, converged)
 
 
 _SKIPPED_LINE = re.compile(r"WARNING: Inadmissible chemical element: (\S)$")
