@@ -74,6 +74,7 @@ evaluation_figures time_evaluations(const molecule_spec& m, const std::string& s
     part_times t;
     t.total = std::chrono::duration<double>(clock_type::now() - start).count();
     f.peak_heap = std::max(f.peak_heap, heap_peak() - before);
+    if (r == 0) f.first = t.total;
     t.assembly = details.assembly_seconds;
     t.eigen = details.solver.eigen;
     t.products = details.solver.products;

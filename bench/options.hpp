@@ -16,6 +16,12 @@ struct options {
   int fit_from = 400;                // smallest basis size in the fitted exponent
   std::string relax = "coronene";    // whole relaxation: "coronene", "flake:N" or "none"
   std::string json = "tbrelax_bench.json";
+  // The optimiser comparison instead of the sweep: molecule sets, flake sizes, force criterion.
+  std::vector<std::string> table;
+  std::vector<int> table_flakes{400, 800, 1600};
+  double table_fmax = 0.01;
+  std::string examples = TBRELAX_EXAMPLES_DIR;
+  std::string write_xyz;  // a molecule to print as a structure file instead of measuring
   bool help = false;
 };
 
