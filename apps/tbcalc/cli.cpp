@@ -123,7 +123,9 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     valued["--trajectory"] = file_into(o.trajectory);
     valued["--method"] = [&o](const std::string& v) {
       o.method = v;
-      return v == "sd" || make_step_strategy(v) ? "" : "unknown method '" + v + "' (lbfgs, fire or sd)";
+      if (v == "sd") return std::string();
+      o.optimiser.method = v;
+      return make_step_strategy(v) ? "" : "unknown method '" + v + "' (lbfgs, fire or sd)";
     };
     valued["--fmax"] = for_optimisers("--fmax", [&opt](const std::string& v) { return parse_positive(v, opt.stop.fmax); });
     valued["--max-steps"] =
@@ -174,7 +176,6 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     return usage_error(optimiser_only + " needs --method lbfgs or fire", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
   if (o.cmd != command::relax && o.files.size() > 1) return usage_error("one FILE only", text.usage, hint);
-  if (o.cmd == command::relax && o.method != "sd") o.optimiser.method = o.method;
   if (o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
     return usage_error("-o and --trajectory take one FILE only", text.usage, hint);
   return {std::move(o), "", 0};

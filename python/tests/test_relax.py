@@ -2,13 +2,12 @@
 and relaxations on several threads at once."""
 
 import subprocess
-import threading
 
 import numpy as np
 import pytest
 
 import tbrelax
-from conftest import EXAMPLES, WATER_POSITIONS, WATER_SYMBOLS, program
+from conftest import EXAMPLES, WATER_POSITIONS, WATER_SYMBOLS, in_threads, program
 
 AMMONIA = tbrelax.read_xyz(EXAMPLES / "ammonia" / "input.xyz")
 
@@ -57,15 +56,8 @@ def test_bad_options_raise_before_any_evaluation(options, fault):
 
 
 def test_threads_relax_as_they_do_alone():
-    jobs = [(WATER_SYMBOLS, WATER_POSITIONS), (AMMONIA.symbols, AMMONIA.positions)] * 2
-    results = [None] * len(jobs)
-    threads = [threading.Thread(target=lambda i=i: results.__setitem__(i, tbrelax.relax(*jobs[i], method="fire")))
-               for i in range(len(jobs))]
-    for t in threads:
-        t.start()
-    for t in threads:
-        t.join()
-    for job, got in zip(jobs, results):
-        alone = tbrelax.relax(*job, method="fire")
+    jobs = [(WATER_SYMBOLS, WATER_POSITIONS, "fire"), (AMMONIA.symbols, AMMONIA.positions, "fire")] * 2
+    for job, got in zip(jobs, in_threads(tbrelax.relax, jobs)):
+        alone = tbrelax.relax(*job)
         assert got.energy == alone.energy and got.evaluations == alone.evaluations
         np.testing.assert_array_equal(got.positions, alone.positions)
