@@ -8,10 +8,10 @@
 #include "common.hpp"
 #include "driver/evaluation.hpp"
 #include "driver/relaxation.hpp"
-#include "optimize/optimiser_run.hpp"
 #include "io/text_file.hpp"
 #include "io/wri_crd.hpp"
 #include "io/xyz_trajectory.hpp"
+#include "optimize/optimiser_run.hpp"
 #include "state/element.hpp"
 
 namespace tbrelax::tbcalc {
@@ -32,16 +32,14 @@ xyz_info energy_info(const common_var& c, double E) {
 class batch_observer final : public relaxation_observer {
  public:
   batch_observer(const std::string& path, std::ostream& progress, xyz_trajectory* trajectory, bool blocks)
-      : path_(path), progress_(progress), trajectory_(trajectory), unit_(blocks ? "block" : "step") {}
+      : path_(path), progress_(progress), trajectory_(trajectory), blocks_(blocks) {}
 
-  void block_started(int block, const common_var& c, double E) override {
-    frame(unit_ == "block" ? block : block - 1, c, E);
-  }
+  void block_started(int block, const common_var& c, double E) override { frame(blocks_ ? block : block - 1, c, E); }
 
   void block_finished(int block, const common_var& c, double E_old, double E) override {
     char line[512];
     std::snprintf(line, sizeof line, ": %s %d: E = %.10f eV, dE/atom = %.3e eV, largest force = %.3e eV/Å\n",
-                  unit_.c_str(), block, E, (E - E_old) / c.at_count, find_largest_force(c).magnitude);
+                  unit(), block, E, (E - E_old) / c.at_count, find_largest_force(c).magnitude);
     progress_ << path_ << line << std::flush;
     steps_ = block;
   }
@@ -49,10 +47,12 @@ class batch_observer final : public relaxation_observer {
   void relaxation_finished(const common_var& c, double E) override { frame(steps_, c, E); }
 
  private:
+  const char* unit() const { return blocks_ ? "block" : "step"; }
+
   void frame(int label, const common_var& c, double E) {
     if (!trajectory_ || label == last_frame_) return;  // a step that found no move repeats its start
     xyz_info info = energy_info(c, E);
-    info.insert(info.begin() + 2, {unit_, std::to_string(label)});
+    info.insert(info.begin() + 2, {unit(), std::to_string(label)});
     trajectory_->append(xyz_frame(c, info));
     last_frame_ = label;
   }
@@ -60,7 +60,7 @@ class batch_observer final : public relaxation_observer {
   const std::string& path_;
   std::ostream& progress_;
   xyz_trajectory* trajectory_;
-  std::string unit_;
+  bool blocks_;  // steepest descent's blocks, or an optimiser's steps
   int steps_ = 0;
   int last_frame_ = -1;
 };

@@ -45,14 +45,14 @@ hessian_result hessian(session_pool& pool, const std::vector<std::string>& symbo
   return {std::move(s.c.hess), s.screen.str()};
 }
 
-relaxation_result relax(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
+relaxed_molecule relax(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
                         const optimiser_settings& settings) {
   const session_pool::lease session = pool.take(symbols);
   model_session& s = *session;
   load_checked(s, symbols, positions);
   silent_observer quiet;
   const optimiser_result run = run_optimiser(s.c, s.model, settings, quiet);
-  relaxation_result r;
+  relaxed_molecule r;
   const common_var& c = s.c;
   for (int a = 0; a < c.at_count; ++a) {
     r.positions.push_back({c.x[a], c.y[a], c.z[a]});

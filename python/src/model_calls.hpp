@@ -31,7 +31,7 @@ struct hessian_result {
 // Throws numerical_error when an entry is not finite.
 hessian_result hessian(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions);
 
-struct relaxation_result {
+struct relaxed_molecule {
   position_list positions;      // angstrom
   double energy = 0;            // binding energy at those positions (eV)
   std::vector<double> forces;   // n x 3, row-major, pulling pairs included, zero on fixed atoms
@@ -43,7 +43,7 @@ struct relaxation_result {
 
 // Throws std::invalid_argument for an unknown method or faulty constraints, numerical_error
 // when an evaluation is not finite.
-relaxation_result relax(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
+relaxed_molecule relax(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
                         const optimiser_settings& settings);
 
 struct structure {

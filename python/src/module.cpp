@@ -78,7 +78,7 @@ py::tuple relax_py(session_pool& pool, const std::vector<std::string>& symbols, 
   settings.stop = {fmax, max_steps};
   settings.limits.fixed = fix;
   for (const auto& [a, b, F] : pull) settings.limits.pulls.push_back({a + 1, b + 1, F});
-  relaxation_result x;
+  relaxed_molecule x;
   {
     py::gil_scoped_release unlocked;
     x = relax(pool, symbols, r, settings);

@@ -18,8 +18,9 @@ constexpr std::size_t memory_length = 30;  // step pairs kept
 constexpr double initial_curvature = 70.0;
 constexpr double sufficient_decrease = 1e-4;  // share of the linear prediction a step must realise
 constexpr int max_trials = 8;                 // function evaluations of one line search
-// A value this close above the old one counts as no rise: the energy of a molecule is a sum
-// over hundreds of orbitals and pairs and rounds at about 1e-13 of its size.
+// A value this close above the old one counts as no rise. The energy of a molecule is a sum
+// over hundreds of orbitals and pairs: displacing an atom of a 400-function flake by 1e-13
+// angstrom moves it by up to 1e-14 of its size, which is its rounding; this allows a hundred times that.
 constexpr double rounding = 1e-12;
 
 struct pair_memory {
