@@ -31,7 +31,7 @@ def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--build", default="build", help="the build directory (tbcalc, tbrelax_bench, python/)")
     parser.add_argument("--basis", type=int, default=757, help="basis size of the flake")
-    parser.add_argument("--repeats", type=int, default=3)
+    parser.add_argument("--repeats", type=int, default=5)
     parser.add_argument("--no-sd", action="store_true", help="leave out the steepest-descent relaxation")
     o = parser.parse_args()
     build = Path(o.build).resolve()
@@ -58,8 +58,9 @@ def main() -> None:
         r = tbrelax.relax(s.symbols, s.positions)
         relax_py.append(time.perf_counter() - start)
         assert r.evaluations == evaluations
-        energy_cli.append(timed([tbcalc, "energy", str(flake)])[0])
-        start_cli.append(timed([tbcalc, "energy", str(water)])[0])
+        for _ in range(3):
+            energy_cli.append(timed([tbcalc, "energy", str(flake)])[0])
+            start_cli.append(timed([tbcalc, "energy", str(water)])[0])
         for _ in range(5):
             start = time.perf_counter()
             tbrelax.evaluate(s.symbols, s.positions)

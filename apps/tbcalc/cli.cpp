@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 
+#include "freq_options.hpp"
 #include "relax_options.hpp"
 
 namespace tbrelax::tbcalc {
@@ -15,9 +16,13 @@ Tight-binding calculations on molecules of H, C, N and O atoms read from XYZ fil
 of tbrelax's input.xyz), for scripts and pipelines: nothing waits for a key.
 
 Commands:
-  energy FILE    energy, binding energy, frontier orbitals and forces at the file's geometry
-  freq FILE      harmonic vibrational frequencies and zero-point energy
+  energy FILE    energy, binding energy, frontier orbitals, forces, charges and dipole
+  freq FILE      vibrational frequencies, IR intensities and thermochemistry
   relax FILE...  relaxation by L-BFGS, FIRE or tbrelax's steepest descent
+
+Element symbols are read whole, in any letter case, with an optional numeric label (O, h,
+C12); any element other than H, C, N and O is an error. --tbrelax-symbols reads them as
+tbrelax does: only the first character counts (Cl is C).
 
 Options:
   -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
@@ -35,24 +40,33 @@ const std::map<std::string, command_text, std::less<>> commands = {
     {"energy",
      {command::energy, "Usage: tbcalc energy [--json] FILE\n", R"(
 One evaluation of the model at the geometry in FILE: the total energy E and the binding
-energy per atom (eV), the HOMO and LUMO energies and their gap (eV), and the total,
-electronic and repulsive force on every atom (eV/Å).
+energy per atom (eV), the HOMO and LUMO energies and their gap (eV), the total, electronic
+and repulsive force on every atom (eV/Å), the Mulliken charges (e) and the dipole moment of
+those charges (D).
 
 Options:
-      --json          print the results as one JSON document
-  -h, --help          show this help
+      --json             print the results as one JSON document
+      --tbrelax-symbols  only the first character of an element symbol counts
+  -h, --help             show this help
 )"}},
     {"freq",
-     {command::freq, "Usage: tbcalc freq [--json] [--molden OUT] FILE\n", R"(
+     {command::freq, "Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE\n", R"(
 Harmonic vibrations at the geometry in FILE (relax it first for a minimum): the Hessian by
 finite differences, mass-weighted with the model's masses (H 1, C 12, N 14, O 16), with the
-translations and rotations set apart; wavenumbers in cm^-1 (imaginary ones negative) and the
-zero-point energy (eV).
+translations and rotations set apart; wavenumbers in cm^-1 (imaginary ones negative), IR
+intensities (km/mol) from the dipole derivatives, the zero-point energy, and the ideal-gas
+enthalpy H, entropy S and Gibbs energy G = H - T S of the molecule.
 
 Options:
-      --json          print the results as one JSON document
-      --molden OUT    write the geometry and the normal modes to OUT in Molden format
-  -h, --help          show this help
+      --json                  print the results as one JSON document
+      --molden OUT            write the geometry, normal modes and intensities to OUT (Molden)
+      --temperature T         kelvin (default 298.15)
+      --pressure P            Pa, or with a unit: 1bar, 1atm (default 101325 Pa = 1 atm)
+      --symmetry-number N     rotational symmetry number (default: found from the geometry)
+      --soft-mode-cutoff NU   modes below about NU cm^-1 get the entropy interpolated towards
+                              a free rotor's (default 100; 0: every mode harmonic)
+      --tbrelax-symbols       only the first character of an element symbol counts
+  -h, --help                  show this help
 )"}},
     {"relax",
      {command::relax,
@@ -77,6 +91,7 @@ Options:
                         sd: at the start of every block, with the energy tbrelax reports for it),
                         as multi-frame extended XYZ
       --json            print the results as one JSON document
+      --tbrelax-symbols only the first character of an element symbol counts
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix and --pull need lbfgs or fire.
 )"}},
@@ -153,6 +168,17 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       return {std::nullopt, text.usage + text.help, 0};
     } else if (word == "--json") {
       o.json = true;
+    } else if (word == "--tbrelax-symbols") {
+      o.tbrelax_symbols = true;
+    } else if (const std::string number = word.substr(0, word.find('='));
+               o.cmd == command::freq && is_freq_number_option(number)) {
+      std::string value;
+      if (number.size() < word.size()) {
+        value = word.substr(number.size() + 1);
+      } else if (k + 1 < args.size()) {
+        value = args[++k];
+      }
+      if (auto fault = set_freq_option(number, value, o.thermo)) return usage_error(*fault, text.usage, hint);
     } else {
       const auto equals = word.find('=');
       const std::string name = word.substr(0, equals);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "hessian/thermochemistry.hpp"
 #include "optimize/optimiser_run.hpp"
 
 namespace tbrelax::tbcalc {
@@ -15,7 +16,9 @@ struct options {
   command cmd = command::energy;
   std::vector<std::string> files;
   bool json = false;
+  bool tbrelax_symbols = false;  // only the first character of a symbol counts, as in tbrelax
   std::string molden;      // freq: Molden file to write ("" for none)
+  thermo_conditions thermo;  // freq: temperature, pressure, symmetry number, soft modes
   std::string output;      // relax: relaxed geometry ("" for the default beside the input)
   std::string trajectory;  // relax: frames at the start of every block or step ("" for none)
   // relax: the method ("sd" for tbrelax's steepest descent), its stop criteria and constraints.

@@ -23,7 +23,9 @@ class located_error final : public tb_error {
 
 }  // namespace
 
-void calculation::read(const std::string& path) { read_structure(c, par, drv, path, con.screen()); }
+void calculation::read(const std::string& path, bool tbrelax_symbols) {
+  read_structure(c, par, drv, path, con.screen(), !tbrelax_symbols);
+}
 
 int guarded(const std::string& path, std::ostream& err, const std::function<void()>& work, std::string* message) {
   std::string text;

@@ -21,8 +21,9 @@ namespace tbrelax::tbcalc {
 // (the overlap warnings of the electronic step) writes to `err` and never waits.
 struct calculation {
   explicit calculation(std::ostream& err) : con(err, no_keyboard, /*pauses=*/false) {}
-  // Reads the structure (warnings to the console's screen) and sets the constants.
-  void read(const std::string& path);
+  // Reads the structure (warnings to the console's screen) and sets the constants. Element
+  // symbols count whole, or with `tbrelax_symbols` by their first character only.
+  void read(const std::string& path, bool tbrelax_symbols = false);
 
   common_var c;
   param par;

@@ -1,4 +1,5 @@
 // tbcalc energy: one evaluation and everything it yields.
+#include <cmath>
 #include <cstdio>
 #include <ostream>
 
@@ -7,6 +8,7 @@
 #include "driver/evaluation.hpp"
 #include "io/wri_crd.hpp"
 #include "state/element.hpp"
+#include "tb/charges.hpp"
 
 namespace tbrelax::tbcalc {
 namespace {
@@ -16,9 +18,15 @@ struct energy_result {
   evaluation_details details;
   frontier_orbitals frontier;
   largest_force largest;
+  std::vector<double> charges;        // Mulliken (e)
+  std::array<double, 3> dipole{};     // D
+  double dipole_magnitude = 0;        // D
 };
 
 using force_arrays = const std::vector<double>* [3];
+
+// A value that rounds to zero in ten decimals is shown as 0, never as -0.
+double shown(double v) { return std::abs(v) < 5e-11 ? 0.0 : v; }
 
 std::string force_line(const char* label, const force_arrays& f, int a) {
   char buffer[96];
@@ -54,6 +62,17 @@ void human_report(std::ostream& out, const std::string& path, const common_var& 
   std::snprintf(largest, sizeof largest, "%.10f eV/Å on atom %d (%c)", r.largest.magnitude, r.largest.atom + 1,
                 data_of(c.at_type[r.largest.atom]).symbol);
   line("Largest force", largest);
+
+  out << "\nMulliken charges (e)\n";
+  for (int a = 0; a < c.at_count; ++a) {
+    char charge[64];
+    std::snprintf(charge, sizeof charge, "%4d %-2c %16.10f\n", a + 1, data_of(c.at_type[a]).symbol, shown(r.charges[a]));
+    out << charge;
+  }
+  char dipole[160];
+  std::snprintf(dipole, sizeof dipole, "%.10f D  (x %.10f, y %.10f, z %.10f)", r.dipole_magnitude, shown(r.dipole[0]),
+                shown(r.dipole[1]), shown(r.dipole[2]));
+  line("Dipole moment", dipole);
 }
 
 void json_forces(json_writer& json, const char* name, const force_arrays& f, int n) {
@@ -90,6 +109,9 @@ void json_report(std::ostream& out, const std::string& path, const common_var& c
   json.key("atom").value(r.largest.atom + 1);
   json.key("magnitude").value(r.largest.magnitude);
   json.end_object();
+  json.key("charges").numbers(r.charges);
+  json.key("dipole").numbers({r.dipole[0], r.dipole[1], r.dipole[2]});
+  json.key("dipole_magnitude").value(r.dipole_magnitude);
   json.end_object();
   out << json.str() << std::flush;
 }
@@ -100,12 +122,16 @@ int run_energy(const options& o, std::ostream& out, std::ostream& err) {
   const std::string& path = o.files.front();
   calculation calc(err);
   return guarded(path, err, [&] {
-    calc.read(path);
+    calc.read(path, o.tbrelax_symbols);
     common_var& c = calc.c;
     energy_result r;
     r.E = evaluate_finite(c, calc.model, &r.details);
     r.frontier = find_frontier_orbitals(c.el_count, c.wfunc_count);
     r.largest = find_largest_force(c);
+    r.charges = mulliken_charges(c, calc.workspace);
+    const std::array<double, 3> mu = dipole_moment(c, r.charges);
+    for (int k = 0; k < 3; ++k) r.dipole[k] = mu[k] * debye_per_e_angstrom;
+    r.dipole_magnitude = std::hypot(r.dipole[0], r.dipole[1], r.dipole[2]);
     if (o.json)
       json_report(out, path, c, r);
     else

@@ -81,7 +81,7 @@ std::string default_output(const std::string& input) {
 }
 
 relaxed relax_file(calculation& calc, const std::string& path, const options& o, std::ostream& err) {
-  calc.read(path);
+  calc.read(path, o.tbrelax_symbols);
   common_var& c = calc.c;
   const bool sd = o.method == "sd";
   if (!sd)

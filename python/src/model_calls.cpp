@@ -3,9 +3,11 @@
 #include <cmath>
 
 #include "hessian/hessian.hpp"
+#include "hessian/rigid_modes.hpp"
 #include "io/read_coord.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
+#include "tb/charges.hpp"
 
 namespace tbrelax::python {
 namespace {
@@ -31,6 +33,9 @@ evaluation_result evaluate(session_pool& pool, const std::vector<std::string>& s
   if (!std::isfinite(r.energy) || !all_finite(r.forces))
     throw numerical_error("the energy or a force is not a finite number");
   r.orbital_energies = std::move(details.eps);
+  r.charges = mulliken_charges(c, s.workspace);
+  r.dipole = dipole_moment(c, r.charges);
+  for (double& q : r.dipole) q *= debye_per_e_angstrom;
   r.messages = s.screen.str();
   return r;
 }
@@ -43,6 +48,16 @@ hessian_result hessian(session_pool& pool, const std::vector<std::string>& symbo
   if (!all_finite(s.c.hess)) throw numerical_error("the Hessian has a non-finite entry");
   // hess is symmetric, so its column-major storage reads the same row by row.
   return {std::move(s.c.hess), s.screen.str()};
+}
+
+vibration_result vibrations(session_pool& pool, const std::vector<std::string>& symbols,
+                            const position_list& positions, const thermo_conditions& conditions) {
+  const session_pool::lease session = pool.take(symbols);
+  model_session& s = *session;
+  load_checked(s, symbols, positions);
+  vibration_result r{study_vibrations(s.c, s.model, conditions), ""};
+  r.messages = s.screen.str();
+  return r;
 }
 
 relaxed_molecule relax(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
@@ -66,12 +81,20 @@ relaxed_molecule relax(session_pool& pool, const std::vector<std::string>& symbo
   return r;
 }
 
-structure read_structure(const std::string& path) {
+thermochemistry thermochemistry_of(const std::vector<std::string>& symbols, const position_list& positions,
+                                   const std::vector<double>& frequencies, double energy,
+                                   const thermo_conditions& conditions) {
+  model_session s;
+  load_checked(s, symbols, positions);
+  return compute_thermochemistry(s.c, energy, frequencies, rigid_modes(s.c).linear, conditions);
+}
+
+structure read_structure(const std::string& path, bool tbrelax_symbols) {
   common_var c;
   std::ostringstream screen;
   std::istringstream keyboard;
   console con(screen, keyboard, false);
-  read_coord(c, con, structure_source{.path = path, .create_if_missing = false});
+  read_coord(c, con, structure_source{.path = path, .create_if_missing = false, .whole_symbols = !tbrelax_symbols});
   structure st;
   for (int a = 0; a < c.at_count; ++a) {
     st.symbols.emplace_back(1, data_of(c.at_type[a]).symbol);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "driver/vibration_study.hpp"
 #include "molecule_input.hpp"
 #include "optimize/optimiser_run.hpp"
 #include "session_pool.hpp"
@@ -17,6 +18,8 @@ struct evaluation_result {
   double energy = 0;                      // binding energy (eV)
   std::vector<double> forces;             // n x 3, row-major (eV/angstrom)
   std::vector<double> orbital_energies;   // ascending (eV)
+  std::vector<double> charges;            // Mulliken (e)
+  std::array<double, 3> dipole{};         // of the charges (D)
   std::string messages;                   // what the model printed, usually nothing
 };
 
@@ -46,6 +49,22 @@ struct relaxed_molecule {
 relaxed_molecule relax(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
                         const optimiser_settings& settings);
 
+struct vibration_result {
+  vibration_study study;
+  std::string messages;
+};
+
+// The vibrations, IR intensities and thermochemistry, as tbcalc freq reports them. Throws as
+// hessian does, and input_rejected for bad conditions.
+vibration_result vibrations(session_pool& pool, const std::vector<std::string>& symbols,
+                            const position_list& positions, const thermo_conditions& conditions);
+
+// The thermochemistry of given wavenumbers (cm^-1) at the geometry, with the model's masses;
+// linear or not from the geometry.
+thermochemistry thermochemistry_of(const std::vector<std::string>& symbols, const position_list& positions,
+                                   const std::vector<double>& frequencies, double energy,
+                                   const thermo_conditions& conditions);
+
 struct structure {
   std::vector<std::string> symbols;  // "H", "C", "N" or "O"
   position_list positions;           // angstrom
@@ -53,7 +72,8 @@ struct structure {
   std::string messages;              // the reader's report and warnings
 };
 
-// Reads a structure file with the program's rules; never waits for a key.
-structure read_structure(const std::string& path);
+// Reads a structure file; never waits for a key. Element symbols count whole, or with
+// `tbrelax_symbols` by their first character as the tbrelax program reads them.
+structure read_structure(const std::string& path, bool tbrelax_symbols);
 
 }  // namespace tbrelax::python

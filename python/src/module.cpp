@@ -13,11 +13,13 @@
 
 #include <algorithm>
 #include <exception>
+#include <optional>
 #include <tuple>
 
 #include "model_calls.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
+#include "tb/charges.hpp"
 
 namespace py = pybind11;
 
@@ -54,7 +56,65 @@ py::tuple evaluate_py(session_pool& pool, const std::vector<std::string>& symbol
     e = evaluate(pool, symbols, r);
   }
   const auto n = static_cast<py::ssize_t>(r.size());
-  return py::make_tuple(e.energy, to_array(e.forces, n, 3), to_array(e.orbital_energies), e.messages);
+  return py::make_tuple(e.energy, to_array(e.forces, n, 3), to_array(e.orbital_energies), e.messages,
+                        to_array(e.charges), to_array(std::vector<double>(e.dipole.begin(), e.dipole.end())));
+}
+
+thermo_conditions conditions_of(double temperature, double pressure, std::optional<int> symmetry_number,
+                                double soft_mode_cutoff) {
+  if (!(soft_mode_cutoff >= 0)) throw input_rejected("soft_mode_cutoff must be a wavenumber from 0 up (cm^-1)");
+  return {temperature, pressure, symmetry_number, soft_mode_cutoff};
+}
+
+py::dict thermo_dict(const thermochemistry& t) {
+  py::dict d;
+  d["temperature"] = t.conditions.temperature;
+  d["pressure"] = t.conditions.pressure;
+  d["symmetry_number"] = t.symmetry_number;
+  d["symmetry_number_detected"] = t.symmetry_detected;
+  d["multiplicity"] = t.multiplicity;
+  d["soft_mode_cutoff"] = t.conditions.soft_mode_cutoff;
+  d["soft_modes"] = t.soft_modes;
+  d["imaginary_modes"] = t.imaginary_modes;
+  d["zero_point_energy"] = t.zero_point_energy;
+  d["enthalpy"] = t.enthalpy;
+  d["entropy"] = t.entropy;
+  d["gibbs_energy"] = t.gibbs_energy;
+  py::dict terms;
+  const std::pair<const char*, const thermo_term*> rows[] = {
+      {"translational", &t.translational}, {"rotational", &t.rotational},
+      {"vibrational", &t.vibrational}, {"electronic", &t.electronic}};
+  for (const auto& [name, term] : rows) terms[name] = py::make_tuple(term->enthalpy, term->entropy);
+  d["contributions"] = terms;
+  return d;
+}
+
+py::tuple vibrations_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions,
+                        double temperature, double pressure, std::optional<int> symmetry_number,
+                        double soft_mode_cutoff) {
+  const position_list r = to_positions(positions);
+  const thermo_conditions at = conditions_of(temperature, pressure, symmetry_number, soft_mode_cutoff);
+  vibration_result v;
+  {
+    py::gil_scoped_release unlocked;
+    v = vibrations(pool, symbols, r, at);
+  }
+  const auto n3 = static_cast<py::ssize_t>(3 * r.size());
+  const vibrational_analysis& a = v.study.modes;
+  const auto m = static_cast<py::ssize_t>(a.modes.size());
+  std::vector<double> modes;
+  for (const auto& mode : a.modes) modes.insert(modes.end(), mode.begin(), mode.end());
+  return py::make_tuple(v.study.energy, to_array(a.frequencies), to_array(a.intensities), to_array(modes, m, n3),
+                        to_array(a.rigid_frequencies), a.linear, a.zero_point_energy, thermo_dict(v.study.thermo),
+                        v.messages);
+}
+
+py::dict thermochemistry_py(const std::vector<std::string>& symbols, const positions_array& positions,
+                            const std::vector<double>& frequencies, double energy, double temperature, double pressure,
+                            std::optional<int> symmetry_number, double soft_mode_cutoff) {
+  const position_list r = to_positions(positions);
+  return thermo_dict(thermochemistry_of(symbols, r, frequencies, energy,
+                                        conditions_of(temperature, pressure, symmetry_number, soft_mode_cutoff)));
 }
 
 py::tuple hessian_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions) {
@@ -90,11 +150,11 @@ py::tuple relax_py(session_pool& pool, const std::vector<std::string>& symbols, 
                         x.converged, x.messages);
 }
 
-py::tuple read_xyz_py(const std::string& path) {
+py::tuple read_xyz_py(const std::string& path, bool tbrelax_symbols) {
   structure st;
   {
     py::gil_scoped_release unlocked;
-    st = read_structure(path);
+    st = read_structure(path, tbrelax_symbols);
   }
   py::array_t<double> r({static_cast<py::ssize_t>(st.positions.size()), py::ssize_t{3}});
   auto view = r.mutable_unchecked<2>();
@@ -136,14 +196,22 @@ PYBIND11_MODULE(_core, m) {
   py::class_<session_pool>(m, "Sessions", "Model sessions kept between calls; safe to share between threads.")
       .def(py::init<>())
       .def("evaluate", &evaluate_py, py::arg("symbols"), py::arg("positions"),
-           "(energy eV, forces n x 3 eV/angstrom, orbital energies eV, model messages)")
+           "(energy eV, forces n x 3 eV/angstrom, orbital energies eV, model messages, Mulliken charges e, dipole D)")
       .def("hessian", &hessian_py, py::arg("symbols"), py::arg("positions"),
            "(Hessian 3n x 3n eV/angstrom^2, model messages)")
+      .def("vibrations", &vibrations_py, py::arg("symbols"), py::arg("positions"), py::arg("temperature"),
+           py::arg("pressure"), py::arg("symmetry_number"), py::arg("soft_mode_cutoff"),
+           "(energy, frequencies, IR intensities, modes, rigid frequencies, linear, ZPE, thermochemistry, messages)")
       .def("relax", &relax_py, py::arg("symbols"), py::arg("positions"), py::arg("method"), py::arg("fmax"),
            py::arg("max_steps"), py::arg("fix"), py::arg("pull"),
            "(positions n x 3 angstrom, energy eV, forces n x 3 eV/angstrom, steps, evaluations, converged, "
            "model messages)");
-  m.def("read_xyz", &read_xyz_py, py::arg("path"), "(symbols, positions n x 3 angstrom, title, reader report)");
+  m.def("thermochemistry", &thermochemistry_py, py::arg("symbols"), py::arg("positions"), py::arg("frequencies"),
+        py::arg("energy"), py::arg("temperature"), py::arg("pressure"), py::arg("symmetry_number"),
+        py::arg("soft_mode_cutoff"), "thermochemistry of given wavenumbers (dict)");
+  m.def("read_xyz", &read_xyz_py, py::arg("path"), py::arg("tbrelax_symbols"),
+        "(symbols, positions n x 3 angstrom, title, reader report)");
+  m.attr("debye_per_e_angstrom") = tbrelax::debye_per_e_angstrom;
 
   py::dict masses;
   for (const auto& e : tbrelax::element_table) masses[py::str(std::string(1, e.symbol))] = e.mass;

@@ -1,15 +1,18 @@
-"""Tight-binding energies, forces and Hessians of molecules made of H, C, N and O atoms.
+"""Tight-binding energies, forces, charges, vibrations and thermochemistry of molecules made of
+H, C, N and O atoms.
 
 >>> import tbrelax
 >>> e = tbrelax.evaluate(["O", "H", "H"], [[0, 0, 0.117], [0, 0.757, -0.467], [0, -0.757, -0.467]])
 >>> round(e.energy, 4)
 -8.6858
 
-Energies are in eV, positions in angstrom, forces in eV/angstrom, Hessians in eV/angstrom^2.
-The ASE calculator is ``tbrelax.ase.TBRelax``. Every call releases the GIL while it computes.
-The model's storage is kept between calls (per molecule size, one per thread that calls at the
-same time), so a loop of evaluations of one molecule pays for it once; calls on several threads
-take separate storage and give exactly the results they give alone.
+Energies are in eV, positions in angstrom, forces in eV/angstrom, Hessians in eV/angstrom^2,
+charges in e, dipoles in debye, wavenumbers in cm^-1, IR intensities in km/mol.
+The ASE calculator is ``tbrelax.ase.TBRelax``; ``tbrelax.plots`` draws spectra and relaxations.
+Every call releases the GIL while it computes. The model's storage is kept between calls (per
+molecule size, one per thread that calls at the same time), so a loop of evaluations of one
+molecule pays for it once; calls on several threads take separate storage and give exactly the
+results they give alone.
 """
 
 from __future__ import annotations
@@ -26,13 +29,17 @@ from .errors import Error, FileError, InputRejected, NumericalError, TBRelaxWarn
 from . import _core
 
 __all__ = [
-    "evaluate", "hessian", "relax", "read_xyz", "Evaluation", "Relaxation", "Structure", "MASSES", "METHODS",
+    "evaluate", "hessian", "vibrations", "thermochemistry", "relax", "read_xyz", "Evaluation", "Vibrations",
+    "Thermochemistry", "Relaxation", "Structure", "MASSES", "METHODS", "DEBYE_PER_E_ANGSTROM",
     "Error", "FileError", "InputRejected", "NumericalError", "TBRelaxWarning",
 ]
 
 #: The masses the model assigns to its elements (whole numbers, atomic mass units). ASE's
 #: default masses differ slightly; use these to compare frequencies with the program's own.
 MASSES: dict[str, float] = dict(_core.masses)
+
+#: Debye per e angstrom, to turn a dipole in debye into ASE's unit and back.
+DEBYE_PER_E_ANGSTROM: float = _core.debye_per_e_angstrom
 
 #: The optimisers of ``relax``.
 METHODS = ("lbfgs", "fire")
@@ -46,6 +53,37 @@ class Evaluation(NamedTuple):
     energy: float                   #: binding energy (eV)
     forces: np.ndarray              #: n x 3 (eV/angstrom)
     orbital_energies: np.ndarray    #: ascending (eV)
+    charges: np.ndarray             #: Mulliken charges, n (e); they sum to zero
+    dipole: np.ndarray              #: dipole moment of those charges, 3 (debye)
+
+
+class Thermochemistry(NamedTuple):
+    """Ideal-gas thermochemistry: translations, a rigid rotor, harmonic vibrations (with the
+    entropy of modes below ``soft_mode_cutoff`` interpolated towards a free rotor's)."""
+    temperature: float                #: K
+    pressure: float                   #: Pa
+    symmetry_number: int
+    symmetry_number_detected: bool    #: found from the geometry rather than given
+    multiplicity: int                 #: 2 for an odd electron count, else 1
+    soft_mode_cutoff: float           #: cm^-1; 0 keeps every mode harmonic
+    soft_modes: int                   #: real modes below the cutoff
+    imaginary_modes: int              #: left out of every term
+    zero_point_energy: float          #: eV
+    enthalpy: float                   #: H = E + ZPE + thermal terms + k T (eV)
+    entropy: float                    #: eV/K
+    gibbs_energy: float               #: G = H - T S (eV)
+    contributions: dict[str, tuple[float, float]]  #: name -> (H - E part in eV, S part in eV/K)
+
+
+class Vibrations(NamedTuple):
+    """Harmonic vibrations with the model's masses, as ``tbcalc freq`` reports them."""
+    energy: float                 #: at the geometry (eV)
+    frequencies: np.ndarray       #: ascending (cm^-1; imaginary ones negative)
+    intensities: np.ndarray       #: IR intensity of each mode (km/mol)
+    modes: np.ndarray             #: modes x n x 3, Cartesian displacements of unit length
+    rigid_frequencies: np.ndarray  #: translations and rotations (cm^-1), near zero at a minimum
+    linear: bool
+    thermochemistry: Thermochemistry
 
 
 class Relaxation(NamedTuple):
@@ -95,9 +133,9 @@ def evaluate(symbols: Sequence[str], positions: ArrayLike) -> Evaluation:
     result is not finite.
     """
     symbols, r = _arguments(symbols, positions)
-    energy, forces, eps, messages = _SESSIONS.evaluate(symbols, r)
+    energy, forces, eps, messages, charges, dipole = _SESSIONS.evaluate(symbols, r)
     _warn_model_messages(messages)
-    return Evaluation(energy, forces, eps)
+    return Evaluation(energy, forces, eps, charges, dipole)
 
 
 def hessian(symbols: Sequence[str], positions: ArrayLike) -> np.ndarray:
@@ -111,6 +149,37 @@ def hessian(symbols: Sequence[str], positions: ArrayLike) -> np.ndarray:
     h, messages = _SESSIONS.hessian(symbols, r)
     _warn_model_messages(messages)
     return h
+
+
+def vibrations(symbols: Sequence[str], positions: ArrayLike, *, temperature: float = 298.15,
+               pressure: float = 101325.0, symmetry_number: int | None = None,
+               soft_mode_cutoff: float = 100.0) -> Vibrations:
+    """Vibrational frequencies, IR intensities and thermochemistry at the given geometry.
+
+    The Hessian comes from ``hessian``; the dipole derivatives for the intensities from the
+    same displaced evaluations. ``symmetry_number`` None finds it from the geometry (atoms
+    within 0.01 angstrom of their images). Raises as ``evaluate`` does, and InputRejected for a
+    temperature, pressure, symmetry number or cutoff out of range.
+    """
+    symbols, r = _arguments(symbols, positions)
+    energy, nu, intensities, modes, rigid, linear, _, thermo, messages = _SESSIONS.vibrations(
+        symbols, r, temperature, pressure, symmetry_number, soft_mode_cutoff)
+    _warn_model_messages(messages)
+    return Vibrations(energy, nu, intensities, modes.reshape(len(nu), len(symbols), 3), rigid, linear,
+                      Thermochemistry(**thermo))
+
+
+def thermochemistry(symbols: Sequence[str], positions: ArrayLike, frequencies: ArrayLike, *,
+                    energy: float = 0.0, temperature: float = 298.15, pressure: float = 101325.0,
+                    symmetry_number: int | None = None,
+                    soft_mode_cutoff: float = 100.0) -> Thermochemistry:
+    """Ideal-gas thermochemistry of the molecule at this geometry with these vibrational
+    wavenumbers (cm^-1; negative ones are imaginary and left out), the model's masses and the
+    potential energy ``energy`` (eV). Linear or not is read off the geometry."""
+    symbols, r = _arguments(symbols, positions)
+    nu = [float(x) for x in np.asarray(frequencies, dtype=np.float64).ravel()]
+    return Thermochemistry(**_core.thermochemistry(symbols, r, nu, energy, temperature, pressure,
+                                                    symmetry_number, soft_mode_cutoff))
 
 
 def _atom_index(value, count: int, what: str) -> int:
@@ -164,17 +233,20 @@ def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", f
 _SKIPPED_LINE = re.compile(r"WARNING: Inadmissible chemical element: (\S)$")
 
 
-def read_xyz(path: str | os.PathLike) -> Structure:
-    """Reads a structure file with the rules of the tbrelax program.
+def read_xyz(path: str | os.PathLike, tbrelax_symbols: bool = False) -> Structure:
+    """Reads a structure file with the free-format rules of the tbrelax program.
 
-    Line 1 the atom count, line 2 the title, then an element symbol and x, y, z per atom (only
-    the first character of the symbol counts: "He" is H). Never waits for a key. Raises
-    FileError (with file, line and column) for a file that cannot be opened, a malformed number
-    or an early end, and InputRejected when the atom count is wrong. Atom lines with an unknown
-    element before the first valid one are skipped with a TBRelaxWarning.
+    Line 1 the atom count, line 2 the title, then an element symbol and x, y, z per atom.
+    Symbols count whole, in any letter case, with an optional numeric label ("O", "h", "C12");
+    any element other than H, C, N, O raises InputRejected naming the file, line and column.
+    With ``tbrelax_symbols`` only the first character counts, as the tbrelax program reads its
+    input ("Cl" is C), and atom lines with an unknown element before the first valid one are
+    skipped with a TBRelaxWarning. Never waits for a key. Raises FileError (with file, line and
+    column) for a file that cannot be opened, a malformed number or an early end, and
+    InputRejected when the atom count is wrong.
     """
     path = os.fspath(path)
-    symbols, positions, title, report = _core.read_xyz(path)
+    symbols, positions, title, report = _core.read_xyz(path, tbrelax_symbols)
     # The reader reports each skipped line in both of its passes; the second pass's line ends
     # with the symbol.
     skipped = [m.group(1) for line in report.splitlines() if (m := _SKIPPED_LINE.search(line.rstrip()))]

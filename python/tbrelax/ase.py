@@ -16,7 +16,7 @@ from ase import Atoms
 from ase.calculators.calculator import (CalculationFailed, Calculator, InputError,
                                         all_changes)
 
-from . import MASSES, InputRejected, NumericalError, evaluate, read_xyz
+from . import DEBYE_PER_E_ANGSTROM, MASSES, InputRejected, NumericalError, evaluate, read_xyz
 
 __all__ = ["TBRelax", "read_atoms"]
 
@@ -26,15 +26,17 @@ class TBRelax(Calculator):
 
     Results are kept for the geometry they belong to: asking for the energy and then the forces
     of the same atoms evaluates the model once. Besides ``energy``, ``free_energy`` (the same:
-    the model has no electronic temperature) and ``forces``, ``results`` holds
-    ``orbital_energies`` (eV, ascending). ``evaluations`` counts the model evaluations made.
+    the model has no electronic temperature) and ``forces``, the calculator gives the Mulliken
+    ``charges`` (e) and the ``dipole`` of those charges (e angstrom, ASE's unit), and
+    ``results`` holds ``orbital_energies`` (eV, ascending). ``evaluations`` counts the model
+    evaluations made.
 
     Raises ``InputError`` for elements other than H, C, N, O, atoms closer than 1e-10
     angstrom, periodic boundary conditions or no atoms, and ``CalculationFailed`` when the
     model gives a non-finite energy or force.
     """
 
-    implemented_properties = ["energy", "free_energy", "forces"]
+    implemented_properties = ["energy", "free_energy", "forces", "charges", "dipole"]
     nolabel = True
 
     def __init__(self, **kwargs) -> None:
@@ -62,16 +64,19 @@ class TBRelax(Calculator):
             "free_energy": result.energy,
             "forces": result.forces,
             "orbital_energies": result.orbital_energies,
+            "charges": result.charges,
+            "dipole": result.dipole / DEBYE_PER_E_ANGSTROM,
         }
 
 
-def read_atoms(path: str | os.PathLike, model_masses: bool = False) -> Atoms:
-    """An ``Atoms`` object from a structure file read with the tbrelax program's rules.
+def read_atoms(path: str | os.PathLike, model_masses: bool = False, tbrelax_symbols: bool = False) -> Atoms:
+    """An ``Atoms`` object from a structure file read as ``tbrelax.read_xyz`` reads it.
 
     With ``model_masses`` the atoms carry the model's whole-number masses (H 1, C 12, N 14,
-    O 16) instead of ASE's, as the program's own frequencies assume.
+    O 16) instead of ASE's, as the program's own frequencies assume. ``tbrelax_symbols``: only
+    the first character of a symbol counts, as in the tbrelax program's input.
     """
-    s = read_xyz(path)
+    s = read_xyz(path, tbrelax_symbols)
     atoms = Atoms(s.symbols, positions=s.positions, info={"title": s.title})
     if model_masses:
         atoms.set_masses(np.array([MASSES[x] for x in s.symbols]))

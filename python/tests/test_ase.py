@@ -32,6 +32,10 @@ def test_results_match_the_module_and_are_reused():
     assert atoms.get_potential_energy() == e.energy
     assert atoms.get_potential_energy(force_consistent=True) == e.energy
     np.testing.assert_array_equal(atoms.get_forces(), e.forces)
+    # Charges in e; the dipole in ASE's e angstrom where the module gives debye.
+    np.testing.assert_array_equal(atoms.get_charges(), e.charges)
+    np.testing.assert_allclose(atoms.get_dipole_moment() * tbrelax.DEBYE_PER_E_ANGSTROM, e.dipole, rtol=1e-15)
+    assert abs(e.charges.sum()) < 1e-10 and e.dipole[2] == pytest.approx(-1.4715514, abs=1e-6)
     assert calc.evaluations == 1
     atoms.positions[1, 2] += 0.01
     atoms.get_forces()

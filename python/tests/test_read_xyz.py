@@ -1,5 +1,6 @@
-"""Structure files through the module: the program's reading rules, and faults that become
-exceptions with their place in the file instead of messages and pauses."""
+"""Structure files through the module: whole element symbols or the program's first-character
+rule, and faults that become exceptions with their place in the file instead of messages and
+pauses."""
 
 import subprocess
 import sys
@@ -21,32 +22,38 @@ def test_program_reading_rules(tmp_path):
     # extra columns, CR LF line ends, a quoted title.
     text = ("4\r\n'two words' ignored\r\nHe, 1.5-3, 1.0d0, -.5\r\n\r\n"
             "Cl\t0 0\r\n 2.5 extra columns\r\nNa 1e-3 0 0\r\nOs 0 0 1\r\n")
-    s = tbrelax.read_xyz(write(tmp_path, text))
+    s = tbrelax.read_xyz(write(tmp_path, text), tbrelax_symbols=True)
     assert s.symbols == ["H", "C", "N", "O"]
     assert s.title == "two words"
     np.testing.assert_array_equal(s.positions, [[1.5e-3, 1.0, -0.5], [0, 0, 2.5], [1e-3, 0, 0], [0, 0, 1]])
 
 
+def test_whole_symbols_in_any_case_with_numeric_labels(tmp_path):
+    s = tbrelax.read_xyz(write(tmp_path, "4\nt\nO 0 0 0\nh 0 0 1\nC12 0 1 0\nn 1 0 0\n"))
+    assert s.symbols == ["O", "H", "C", "N"]
+
+
 def test_unknown_element_before_the_first_atom_is_skipped_with_a_warning(tmp_path):
     with pytest.warns(tbrelax.TBRelaxWarning, match="skipped 1 atom line.*: X"):
-        s = tbrelax.read_xyz(write(tmp_path, "2\nt\nX 9 9 9\nO 0 0 0\nH 0 0 1\n"))
+        s = tbrelax.read_xyz(write(tmp_path, "2\nt\nX 9 9 9\nO 0 0 0\nH 0 0 1\n"), tbrelax_symbols=True)
     assert s.symbols == ["O", "H"]
     np.testing.assert_array_equal(s.positions[0], [0, 0, 0])
 
 
-@pytest.mark.parametrize("text, kind, line, column, fault", [
-    ("2\nt\nO 0 0 0\nH 0 abc 1\n", tbrelax.FileError, 4, 5, "'abc' is not a real number"),
-    ("2\nt\nO 0 0 nan\nH 0 0 1\n", tbrelax.FileError, 3, 7, "nan"),
-    ("2\n", tbrelax.FileError, 2, 1, "ends before the title"),
-    (None, tbrelax.FileError, 0, 0, "cannot open"),
-    ("3\nt\nO 0 0 0\nH 0 0 1\n", tbrelax.InputRejected, 1, 1, "declares 3 atoms but holds 2"),
-    ("2\nt\nO 0 0 0\nH 0 0\n", tbrelax.InputRejected, 1, 1, "declares 2 atoms but holds 1"),
-    ("2\nt\nO 0 0 0\nX 0 0 1\nH 0 0 2\n", tbrelax.InputRejected, 1, 1, "other than H, C, N or O"),
+@pytest.mark.parametrize("text, kind, line, column, fault, tbrelax_symbols", [
+    ("2\nt\nO 0 0 0\nH 0 abc 1\n", tbrelax.FileError, 4, 5, "'abc' is not a real number", False),
+    ("2\nt\nO 0 0 nan\nH 0 0 1\n", tbrelax.FileError, 3, 7, "nan", False),
+    ("2\n", tbrelax.FileError, 2, 1, "ends before the title", False),
+    (None, tbrelax.FileError, 0, 0, "cannot open", False),
+    ("3\nt\nO 0 0 0\nH 0 0 1\n", tbrelax.InputRejected, 1, 1, "declares 3 atoms but holds 2", False),
+    ("2\nt\nO 0 0 0\nH 0 0\n", tbrelax.InputRejected, 1, 1, "declares 2 atoms but holds 1", False),
+    ("2\nt\nH 0 0 0\n Cl 0 0 1\n", tbrelax.InputRejected, 4, 2, "'Cl' is not an element of the model", False),
+    ("2\nt\nO 0 0 0\nX 0 0 1\nH 0 0 2\n", tbrelax.InputRejected, 1, 1, "other than H, C, N or O", True),
 ])
-def test_faults_name_the_place(tmp_path, text, kind, line, column, fault):
+def test_faults_name_the_place(tmp_path, text, kind, line, column, fault, tbrelax_symbols):
     path = write(tmp_path, text) if text is not None else tmp_path / "absent.xyz"
     with pytest.raises(kind, match=fault) as caught:
-        tbrelax.read_xyz(path)
+        tbrelax.read_xyz(path, tbrelax_symbols=tbrelax_symbols)
     e = caught.value
     assert (e.file, e.line, e.column) == (str(path), line, column)
     assert isinstance(e, OSError if kind is tbrelax.FileError else ValueError)
@@ -63,8 +70,8 @@ def test_nothing_waits_for_a_key(tmp_path):
     count = write(tmp_path, "3\nt\nO 0 0 0\nH 0 0 1\n", "count.xyz")
     skip = write(tmp_path, "1\nt\nX 0 0 0\nH 0 0 1\n", "skip.xyz")
     script = (f"import tbrelax, warnings; warnings.simplefilter('ignore')\n"
-              f"try: tbrelax.read_xyz({str(count)!r})\nexcept tbrelax.InputRejected: pass\n"
-              f"tbrelax.read_xyz({str(skip)!r}); print('done')")
+              f"try: tbrelax.read_xyz({str(count)!r}, tbrelax_symbols=True)\nexcept tbrelax.InputRejected: pass\n"
+              f"tbrelax.read_xyz({str(skip)!r}, tbrelax_symbols=True); print('done')")
     done = subprocess.run([sys.executable, "-c", script], stdin=subprocess.PIPE, capture_output=True,
                           text=True, timeout=60)
     assert done.stdout.strip() == "done", done.stderr

@@ -24,13 +24,14 @@ void forward_until(const std::string& screen, const std::string& stop, std::ostr
 
 }  // namespace
 
-void read_structure(common_var& c, param& par, drive& drv, const std::string& path, std::ostream& warnings) {
+void read_structure(common_var& c, param& par, drive& drv, const std::string& path, std::ostream& warnings,
+                    bool whole_symbols) {
   read_param(par, drv, c);
   std::ostringstream screen;
   std::istringstream no_keyboard;
   console quiet(screen, no_keyboard, /*pauses=*/false);
   try {
-    read_coord(c, quiet, structure_source{path, /*create_if_missing=*/false});
+    read_coord(c, quiet, structure_source{path, /*create_if_missing=*/false, whole_symbols});
   } catch (const tb_error&) {
     forward_until(screen.str(), " ERROR:", warnings);
     throw;

@@ -15,7 +15,9 @@ namespace tbrelax {
 // before the first atom, shown once per reading pass) go to `warnings` as the reader words
 // them; its success report is not shown. Throws what the reader throws, and input_rejected,
 // naming the file, for no atoms and for two atoms closer than the coincidence distance; the
-// reader's own error lines are left out, the fault carries their meaning.
-void read_structure(common_var& c, param& par, drive& drv, const std::string& path, std::ostream& warnings);
+// reader's own error lines are left out, the fault carries their meaning. `whole_symbols`
+// chooses the reader's symbol rule (structure_source).
+void read_structure(common_var& c, param& par, drive& drv, const std::string& path, std::ostream& warnings,
+                    bool whole_symbols = false);
 
 }  // namespace tbrelax

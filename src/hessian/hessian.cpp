@@ -1,7 +1,9 @@
 #include "hessian/hessian.hpp"
 
+#include <array>
 #include <cmath>
 
+#include "tb/charges.hpp"
 #include "tb/repulsion.hpp"
 
 namespace tbrelax {
@@ -25,7 +27,11 @@ separation dxdydz(int i, int j, const common_var& c) {
 
 namespace {
 
-void electronic_part(common_var& c, const energy_model& model) {
+std::array<double, 3> current_dipole(const common_var& c, const energy_model& model) {
+  return dipole_moment(c, mulliken_charges(c, *model.workspace));
+}
+
+void electronic_part(common_var& c, const energy_model& model, std::vector<double>* dipole_derivatives) {
   const int n = c.at_count;
   const std::size_t nat3 = c.nat3;
   const double h = hessian_displacement;
@@ -39,8 +45,14 @@ void electronic_part(common_var& c, const energy_model& model) {
       c.fx0 = c.felx;
       c.fy0 = c.fely;
       c.fz0 = c.felz;
+      std::array<double, 3> minus{};
+      if (dipole_derivatives) minus = current_dipole(c, model);
       coordinate = coordinate + 2 * h;
       force(c, model);
+      if (dipole_derivatives) {
+        const std::array<double, 3> plus = current_dipole(c, model);
+        for (int i = 0; i < 3; ++i) (*dipole_derivatives)[i + 3 * k] = (plus[i] - minus[i]) * 0.5 / h;
+      }
       for (int b = 0; b < n; ++b) {
         c.hesel[k + (3 * b) * nat3] = -(c.felx[b] - c.fx0[b]) * 0.5 / h;
         c.hesel[k + (3 * b + 1) * nat3] = -(c.fely[b] - c.fy0[b]) * 0.5 / h;
@@ -88,13 +100,18 @@ void repulsive_part(common_var& c, const param& par) {
 
 }  // namespace
 
-void hess_cre(common_var& c, const energy_model& model) {
+void hess_cre(common_var& c, const energy_model& given, std::vector<double>* dipole_derivatives) {
+  // The charges need the S and P of each displaced evaluation, which only a workspace keeps.
+  evaluation_workspace local;
+  energy_model model = given;
+  if (!model.workspace) model.workspace = &local;
+  if (dipole_derivatives) dipole_derivatives->assign(3 * static_cast<std::size_t>(c.nat3), 0.0);
   const std::size_t size = static_cast<std::size_t>(c.nat3) * c.nat3;
   for (auto* m : {&c.hess, &c.hesel, &c.hesrep}) m->assign(size, 0.0);
   c.x0 = c.x;
   c.y0 = c.y;
   c.z0 = c.z;
-  electronic_part(c, model);
+  electronic_part(c, model, dipole_derivatives);
   repulsive_part(c, model.par);
   for (std::size_t k = 0; k < size; ++k) c.hess[k] = c.hesel[k] + c.hesrep[k];
   const std::size_t nat3 = c.nat3;

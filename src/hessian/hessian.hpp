@@ -22,6 +22,8 @@ separation dxdydz(int i, int j, const common_var& c);
 // their symmetrised sum hess, each nat3 x nat3 column-major in eV/angstrom^2, allocating them
 // on first use. Calls force 6 at_count times; afterwards the force arrays belong to the last
 // displaced geometry, the coordinates are back up to rounding, x0, y0, z0 hold the start.
-void hess_cre(common_var& c, const energy_model& model);
+// With `dipole_derivatives`, the same displaced evaluations also give d mu / d q_k of the
+// Mulliken dipole (e angstrom per angstrom): 3 x nat3, column-major, component fastest.
+void hess_cre(common_var& c, const energy_model& model, std::vector<double>* dipole_derivatives = nullptr);
 
 }  // namespace tbrelax

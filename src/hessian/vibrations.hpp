@@ -27,6 +27,8 @@ struct vibrational_analysis {
   std::vector<double> rigid_frequencies;
   // Sum over the real vibrational modes of h c nu / 2 (eV).
   double zero_point_energy = 0;
+  // Infrared intensity of each mode (km/mol); empty where no dipole derivatives were computed.
+  std::vector<double> intensities;
 };
 
 // From c.hess (as hess_cre leaves it), the positions and amass. The mass-weighted Hessian is

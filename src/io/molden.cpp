@@ -40,6 +40,11 @@ std::string molden_text(const common_var& c, const vibrational_analysis& v) {
     std::snprintf(buffer, sizeof buffer, "%14.4f\n", nu);
     text += buffer;
   }
+  if (!v.intensities.empty()) text += "[INT]\n";
+  for (double intensity : v.intensities) {
+    std::snprintf(buffer, sizeof buffer, "%14.4f\n", intensity);
+    text += buffer;
+  }
   text += "[FR-COORD]\n" + coordinates + "[FR-NORM-COORD]\n";
   for (std::size_t m = 0; m < v.modes.size(); ++m) {
     text += "vibration " + std::to_string(m + 1) + "\n";

@@ -1,7 +1,8 @@
 #pragma once
 // Vibrations in the Molden format that Molden, Jmol and Avogadro open: the geometry in bohr
-// ([Atoms] AU and [FR-COORD]), the wavenumbers ([FREQ], imaginary ones negative) and one
-// "vibration N" block of Cartesian displacements per mode ([FR-NORM-COORD]).
+// ([Atoms] AU and [FR-COORD]), the wavenumbers ([FREQ], imaginary ones negative), the infrared
+// intensities where known ([INT], km/mol, read right after [FREQ]) and one "vibration N" block
+// of Cartesian displacements per mode ([FR-NORM-COORD]).
 
 #include <string>
 

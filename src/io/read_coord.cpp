@@ -11,9 +11,13 @@ namespace tbrelax {
 namespace {
 
 struct atom_line {
-  std::string symbol;  // one character
+  std::string symbol;  // one character, or the whole field for whole symbols
+  source_location where;  // of the symbol
   double x = 0, y = 0, z = 0;
 };
+
+// The longest symbol field kept whole; a longer one names no element either way.
+constexpr std::size_t symbol_field_length = 32;
 
 void set_cell(common_var& c) {
   c.perx = {25.05758, 0.0, 0.0};
@@ -48,12 +52,13 @@ free_reader read_header(const structure_source& source, bool create, std::int32_
 
 // One atom line; nothing when the file ends during it. The first pass reads the coordinates in
 // single precision only to check them.
-std::optional<atom_line> read_atom(free_reader& reader, bool single) {
+std::optional<atom_line> read_atom(free_reader& reader, bool single, bool whole_symbols) {
   reader.begin_read();
   atom_line a;
-  auto symbol = reader.next_text(1);
+  auto symbol = reader.next_text(whole_symbols ? symbol_field_length : 1);
   if (!symbol) return std::nullopt;
-  a.symbol = *symbol;
+  a.symbol = whole_symbols ? symbol->substr(0, symbol->find_last_not_of(' ') + 1) : *symbol;
+  a.where = reader.last_field();
   for (double* q : {&a.x, &a.y, &a.z}) {
     if (single) {
       auto v = reader.next_real_single();
@@ -68,6 +73,14 @@ std::optional<atom_line> read_atom(free_reader& reader, bool single) {
   return a;
 }
 
+// The element of an atom line under the source's symbol rule. A whole symbol naming no element
+// of the model is rejected at once.
+std::optional<element> element_of(const atom_line& a, const structure_source& source) {
+  if (!source.whole_symbols) return element_from_symbol(a.symbol[0]);
+  if (auto e = element_from_name(a.symbol)) return e;
+  throw input_rejected("'" + a.symbol + "' is not an element of the model: only H, C, N and O", a.where);
+}
+
 void reject_count(console& con, const std::string& file, const std::string& fault) {
   con.pause();
   throw input_rejected(fault, {.file = file, .line = 1, .column = 1, .length = 0, .line_text = {}});
@@ -80,8 +93,8 @@ std::int32_t first_pass(common_var& c, console& con, const structure_source& sou
   const std::string& file = source.path;
   bool seen_valid = false;
   std::int32_t counted = 0;
-  while (auto a = read_atom(reader, true)) {
-    if (auto e = element_from_symbol(a->symbol[0])) {
+  while (auto a = read_atom(reader, true, source.whole_symbols)) {
+    if (auto e = element_of(*a, source)) {
       count_element(c, *e);
       seen_valid = true;
       ++counted;
@@ -102,13 +115,13 @@ void second_pass(common_var& c, console& con, const structure_source& source) {
   free_reader reader = read_header(source, false, declared, c.sssss);
   std::int32_t i = 0;
   while (i < c.at_count) {
-    auto a = read_atom(reader, false);
+    auto a = read_atom(reader, false, source.whole_symbols);
     if (!a) throw io_error("the file ends before atom " + std::to_string(i + 1), reader.end_of_file());
     // Coordinates of a line with an unknown element are overwritten by the next line.
     c.x[i] = a->x;
     c.y[i] = a->y;
     c.z[i] = a->z;
-    if (auto e = element_from_symbol(a->symbol[0])) {
+    if (auto e = element_of(*a, source)) {
       c.at_type[i] = *e;
       count_element(c, *e);
       ++i;

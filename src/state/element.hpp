@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 namespace tbrelax {
 
@@ -37,6 +38,21 @@ inline constexpr std::optional<element> element_from_symbol(char first) {
     case 'O': return oxygen;
     default: return std::nullopt;
   }
+}
+
+// Element named by a whole symbol as structure files from other programs mean it: the letters
+// in any case ("O", "o"), optionally followed by a numeric label ("H1", "C12"). Nothing for
+// every other symbol, so that "Cl", "Na" or "Os" are never taken for C, N or O.
+inline constexpr std::optional<element> element_from_name(std::string_view symbol) {
+  std::size_t letters = 0;
+  while (letters < symbol.size() && ((symbol[letters] >= 'A' && symbol[letters] <= 'Z') ||
+                                     (symbol[letters] >= 'a' && symbol[letters] <= 'z')))
+    ++letters;
+  if (letters != 1) return std::nullopt;
+  for (std::size_t k = 1; k < symbol.size(); ++k)
+    if (symbol[k] < '0' || symbol[k] > '9') return std::nullopt;
+  const char upper = symbol[0] >= 'a' ? static_cast<char>(symbol[0] - 'a' + 'A') : symbol[0];
+  return element_from_symbol(upper);
 }
 
 // Basis functions owned by an atom of this element.

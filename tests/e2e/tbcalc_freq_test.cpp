@@ -50,6 +50,10 @@ TEST(TbcalcFreq, RelaxedWaterHasThreeVibrationsAndSixNearZeroModes) {
   EXPECT_NE(run.r.out.find("\"linear\": false"), std::string::npos);
   EXPECT_NEAR(json_number(run.r.out, "zero_point_energy"), 0.5 * 1.239841984e-4 * (nu[0] + nu[1] + nu[2]), 1e-9);
   EXPECT_EQ(json_numbers(run.r.out, "normal_modes").size(), 3u * 9u);
+  // Every mode of water changes its dipole: three IR-active bands.
+  const auto intensity = json_numbers(run.r.out, "ir_intensities");
+  ASSERT_EQ(intensity.size(), 3u);
+  for (double I : intensity) EXPECT_GT(I, 10.0);
 
   // The Molden file: its sections, a [FREQ] line and a "vibration" block per mode.
   const std::string molden = read_text(run.dir / "w.molden");
@@ -63,6 +67,14 @@ TEST(TbcalcFreq, RelaxedWaterHasThreeVibrationsAndSixNearZeroModes) {
     EXPECT_NEAR(written, expected, 5e-5);
   }
   EXPECT_EQ(molden.find("vibration 3\n"), molden.rfind("vibration "));
+  const auto ints = molden.find("[INT]\n");
+  ASSERT_TRUE(freq < ints && ints < coord);
+  std::istringstream listed_intensities(molden.substr(ints + 6));
+  for (double expected : intensity) {
+    double written = 0;
+    listed_intensities >> written;
+    EXPECT_NEAR(written, expected, 5e-5);
+  }
 }
 
 TEST(TbcalcFreq, FrequenciesIgnoreRotationTranslationAndAtomOrder) {
@@ -120,15 +132,54 @@ TEST(TbcalcFreq, HumanReportOfASingleAtom) {
   write_text(dir / "c.xyz", "1\natom\nC 1 2 3\n");
   const auto r = tbcalc({"freq", "c.xyz"}, dir.path());
   EXPECT_EQ(r.status, 0) << r.err;
+  // A free atom has only its translations: 5/2 k T and the Sackur-Tetrode entropy of 12 amu.
   EXPECT_EQ(r.out,
             "c.xyz: atom, 1 atom (C), a single atom\n"
-            "Vibrational modes (cm^-1; imaginary ones negative):\n"
+            "Vibrational modes (imaginary ones negative):\n"
+            "  mode   wavenumber (cm^-1)   IR intensity (km/mol)\n"
             "  none\n"
             "Translations and rotations (cm^-1):\n"
-            "     1         0.0000\n"
-            "     2         0.0000\n"
-            "     3         0.0000\n"
-            "Zero-point energy          0 eV\n");
+            "     1               0.0000\n"
+            "     2               0.0000\n"
+            "     3               0.0000\n"
+            "\n"
+            "Thermochemistry at 298.15 K and 101325 Pa (ideal gas, rigid rotor, harmonic oscillator)\n"
+            "  symmetry number 1 (from the geometry), spin multiplicity 1\n"
+            "  soft-mode cutoff 100 cm^-1 (entropy interpolated towards a free rotor): 0 modes below it\n"
+            "                    H - E (eV)        S (meV/K)       T S (eV)\n"
+            "  translational       0.064231         1.448270       0.431802\n"
+            "  rotational          0.000000         0.000000       0.000000\n"
+            "  vibrational         0.000000         0.000000       0.000000\n"
+            "  electronic          0.000000         0.000000       0.000000\n"
+            "Zero-point energy          0 eV\n"
+            "Enthalpy H                 0.064231447802714628 eV\n"
+            "Entropy S                  0.0014482704980927003 eV/K\n"
+            "Gibbs energy G = H - T S  -0.36757040120362394 eV\n");
+}
+
+TEST(TbcalcFreq, ThermochemistryFollowsItsConditions) {
+  // Against the defaults (298.15 K, 1 atm, symmetry number 2 found for water): a symmetry
+  // number of 1 adds k ln 2 to S, 1 bar adds k ln 1.01325, and H - E grows with T.
+  const double k = 8.617333262e-5;
+  freq_run base(relaxed_water());
+  ASSERT_EQ(base.r.status, 0) << base.r.err;
+  EXPECT_EQ(json_number(base.r.out, "symmetry_number"), 2);
+  EXPECT_NE(base.r.out.find("\"symmetry_number_detected\": true"), std::string::npos);
+  const double S = json_number(base.r.out, "entropy"), H = json_number(base.r.out, "enthalpy");
+  EXPECT_NEAR(json_number(base.r.out, "gibbs_energy"), H - 298.15 * S, 1e-12);
+  const struct {
+    std::vector<std::string> options;
+    double dS;
+  } cases[] = {{{"--symmetry-number", "1"}, k * std::log(2.0)}, {{"--pressure=1bar"}, k * std::log(1.01325)},
+               {{"--pressure", "101325Pa"}, 0.0}};
+  for (const auto& c : cases) {
+    freq_run other(relaxed_water(), c.options);
+    ASSERT_EQ(other.r.status, 0) << other.r.err;
+    EXPECT_NEAR(json_number(other.r.out, "entropy") - S, c.dS, 1e-12) << c.options[0];
+  }
+  freq_run hot(relaxed_water(), {"--temperature", "500"});
+  EXPECT_EQ(json_number(hot.r.out, "temperature"), 500.0);
+  EXPECT_GT(json_number(hot.r.out, "enthalpy"), H + 4 * k * 200);  // at least the 4 k dT of gas and rotor
 }
 
 }  // namespace

@@ -39,6 +39,13 @@ TEST(TbcalcEnergy, WaterReproducesTheReferenceEnergyAndForces) {
   EXPECT_EQ(json_number(r.out, "homo"), eps[3]);
   EXPECT_EQ(json_number(r.out, "lumo"), eps[4]);
   EXPECT_EQ(json_number(r.out, "gap"), eps[4] - eps[3]);
+  // Mulliken charges: neutral in sum, the hydrogens alike; the dipole along the axis (debye).
+  const auto q = json_numbers(r.out, "charges");
+  ASSERT_EQ(q.size(), 3u);
+  EXPECT_NEAR(q[0] + q[1] + q[2], 0.0, 1e-10);
+  EXPECT_NEAR(q[1], q[2], 1e-12);
+  EXPECT_NEAR(json_number(r.out, "dipole_magnitude"), 1.4715513968, 1e-9);
+  EXPECT_NEAR(json_numbers(r.out, "dipole")[2], -1.4715513968, 1e-9);
 
   const auto py = testing::python("import json,sys; d=json.load(sys.stdin); print(repr(d['energy']), d['elements'])",
                                   dir.path(), r.out);
@@ -64,7 +71,11 @@ TEST(TbcalcEnergy, SingleHydrogenHasNoLumo) {
             "   1 H  total          0.0000000000    0.0000000000    0.0000000000\n"
             "        electronic     0.0000000000    0.0000000000    0.0000000000\n"
             "        repulsive      0.0000000000    0.0000000000    0.0000000000\n"
-            "Largest force             0.0000000000 eV/Å on atom 1 (H)\n");
+            "Largest force             0.0000000000 eV/Å on atom 1 (H)\n"
+            "\n"
+            "Mulliken charges (e)\n"
+            "   1 H      0.0000000000\n"
+            "Dipole moment             0.0000000000 D  (x 0.0000000000, y 0.0000000000, z 0.0000000000)\n");
   const auto json = tbcalc({"energy", "--json", "h.xyz"}, dir.path());
   EXPECT_NE(json.out.find("  \"lumo\": null,\n  \"gap\": null,\n"), std::string::npos) << json.out;
 }
@@ -107,39 +118,48 @@ TEST(TbcalcInput, FileFaultsNameTheFileAndLeaveStandardOutputEmpty) {
   EXPECT_FALSE(std::filesystem::exists(dir / "missing.xyz"));  // never created
 }
 
-TEST(TbcalcInput, RejectionsOfTbrelaxKeepTheirMeaningAndStatus) {
+TEST(TbcalcInput, RejectionsNameTheFaultAndKeepTheirStatus) {
   temp_dir dir;
   struct rejected {
     std::string input, err;
     int status;
+    bool tbrelax_symbols = false;
   };
   for (const rejected& c : std::vector<rejected>{
            {"3\nw\nH 0 0 0\nH 0 0 1\n", "tbcalc: f.xyz:1:1: error: the file declares 3 atoms but holds 2 atom lines\n", 1},
+           {"2\nw\nH 0 0 0\nCl 0 0 1\n",
+            "tbcalc: f.xyz:4:1: error: 'Cl' is not an element of the model: only H, C, N and O\n"
+            "    4 | Cl 0 0 1\n"
+            "      | ^~\n",
+            1},
            {"2\nw\nH 0 0 0\nH 0 0 1\nX 0 1 0\n",
-            "tbcalc: f.xyz:1:1: error: an atom line after the first one names an element other than H, C, N or O\n", 1},
+            "tbcalc: f.xyz:1:1: error: an atom line after the first one names an element other than H, C, N or O\n", 1,
+            true},
            {"0\nnothing\n", "tbcalc: f.xyz: error: the file holds no atoms\n", 1},
            {"3\nw\nH 0 0 0\nO 1 1 1\nH 1 1 1\n", "tbcalc: f.xyz: error: atoms 2 and 3 are at the same position\n", 1},
            {"2\nw\nH 0 0 0\nH 0 0 1e-9\n", "tbcalc: f.xyz: error: the energy or a force is not a finite number\n", 3},
        }) {
     write_text(dir / "f.xyz", c.input);
-    const auto r = tbcalc({"energy", "--json", "f.xyz"}, dir.path());
+    std::vector<std::string> args{"energy", "--json", "f.xyz"};
+    if (c.tbrelax_symbols) args.push_back("--tbrelax-symbols");
+    const auto r = tbcalc(args, dir.path());
     EXPECT_EQ(r.status, c.status) << c.input;
     EXPECT_EQ(r.err, c.err);
     EXPECT_EQ(r.out, "");
   }
 }
 
-TEST(TbcalcInput, ReaderWarningsGoToStandardErrorAndTheRunGoesOn) {
+TEST(TbcalcInput, TbrelaxSymbolsReadTheFirstCharacterAndWarnAsTbrelaxDoes) {
   temp_dir dir;
-  write_text(dir / "x.xyz", "1\nw\nX 0 0 0\nH 0 0 0\n");
-  const auto r = tbcalc({"energy", "x.xyz"}, dir.path());
+  write_text(dir / "x.xyz", "2\nw\nX 0 0 0\nH 0 0 0\nCl 0 0 1.1\n");
+  const auto r = tbcalc({"energy", "--tbrelax-symbols", "x.xyz"}, dir.path());
   EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.err,
             " WARNING: Inadmissible chemical element: X in x.xyz\n"
             "  You Can use only follow elements: H, C, N, O\n"
             " WARNING: Inadmissible chemical element: X\n"
             " in x.xyz. You Can use only follow elements: H, C, N, O\n");
-  EXPECT_TRUE(r.out.starts_with("x.xyz: w, 1 atom (H)\n"));
+  EXPECT_TRUE(r.out.starts_with("x.xyz: w, 2 atoms (CH)\n"));  // Cl read as C
 }
 
 TEST(TbcalcCommandLine, HelpAndVersionGoToStandardOutput) {
@@ -153,7 +173,7 @@ TEST(TbcalcCommandLine, HelpAndVersionGoToStandardOutput) {
   }
   const auto freq = tbcalc({"freq", "--help"}, dir.path());
   EXPECT_EQ(freq.status, 0);
-  EXPECT_TRUE(freq.out.starts_with("Usage: tbcalc freq [--json] [--molden OUT] FILE\n"));
+  EXPECT_TRUE(freq.out.starts_with("Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE\n"));
   // Help wins over what else the line holds, even a file that does not exist.
   EXPECT_EQ(tbcalc({"relax", "nothere.xyz", "-h"}, dir.path()).status, 0);
   const auto version = tbcalc({"--version"}, dir.path());
@@ -176,6 +196,14 @@ TEST(TbcalcCommandLine, UsageErrorsEndWithStatus64) {
            {{"energy", "w.xyz", "w.xyz"}, "tbcalc: one FILE only"},
            {{"freq", "w.xyz", "--molden"}, "tbcalc: option '--molden' needs a file name"},
            {{"relax", "-o", "r.xyz", "w.xyz", "w.xyz"}, "tbcalc: -o and --trajectory take one FILE only"},
+           {{"freq", "--temperature", "-5", "w.xyz"}, "tbcalc: --temperature needs a positive number of kelvin, not '-5'"},
+           {{"freq", "--pressure=2psi", "w.xyz"},
+            "tbcalc: --pressure needs a positive number of Pa, bar or atm (101325, 1bar, 1atm), not '2psi'"},
+           {{"freq", "w.xyz", "--symmetry-number", "2.5"},
+            "tbcalc: --symmetry-number needs a whole number from 1 up, not '2.5'"},
+           {{"freq", "--soft-mode-cutoff", "x", "w.xyz"},
+            "tbcalc: --soft-mode-cutoff needs a wavenumber from 0 up (cm^-1), not 'x'"},
+           {{"energy", "--temperature", "300", "w.xyz"}, "tbcalc: unknown option '--temperature'"},
        }) {
     const auto r = tbcalc(u.args, dir.path());
     EXPECT_EQ(r.status, 64) << u.first_line;

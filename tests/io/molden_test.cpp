@@ -12,6 +12,7 @@ TEST(Molden, SectionsInBohrWithOneBlockPerVibration) {
   vibrational_analysis v;
   v.frequencies = {-123.45678, 2100.0};
   v.modes = {{0, 0, 0.6, 0, 0, -0.8, 0, 0, -1e-7}, {0.25, 0.5, 0.75, 1, 0, 0, 0, 0, 0}};
+  v.intensities = {0.5, 1234.56789};
   EXPECT_EQ(molden_text(c, v),
             "[Molden Format]\n"
             "[Atoms] AU\n"
@@ -21,6 +22,9 @@ TEST(Molden, SectionsInBohrWithOneBlockPerVibration) {
             "[FREQ]\n"
             "     -123.4568\n"
             "     2100.0000\n"
+            "[INT]\n"
+            "        0.5000\n"
+            "     1234.5679\n"
             "[FR-COORD]\n"
             "C        0.0000000000       0.0000000000       0.0000000000\n"
             "O        0.0000000000       0.0000000000       2.0786987371\n"

@@ -25,7 +25,8 @@ struct read_outcome {
   source_location where;
 };
 
-read_outcome read_file(const std::string& content, const std::string& keys = "k1\nk2\nk3\nk4\n") {
+read_outcome read_file(const std::string& content, const std::string& keys = "k1\nk2\nk3\nk4\n",
+                       bool whole_symbols = false) {
   temp_dir dir;
   scoped_cwd cwd(dir.path());
   write_text(dir / "input.xyz", content);
@@ -34,7 +35,7 @@ read_outcome read_file(const std::string& content, const std::string& keys = "k1
   console con(screen, keyboard);
   read_outcome out;
   try {
-    read_coord(out.c, con);
+    read_coord(out.c, con, {.path = "input.xyz", .create_if_missing = true, .whole_symbols = whole_symbols});
   } catch (const tb_error& e) {
     out.status = e.status();
     out.fault = e.what();
@@ -167,6 +168,25 @@ TEST(ReadCoord, MalformedInputIsAFatalErrorAtItsPlace) {
     EXPECT_EQ(r.where.line, b.line) << b.content;
     EXPECT_EQ(r.where.column, b.column) << b.content;
     EXPECT_FALSE(r.c.allocated);
+  }
+}
+
+TEST(ReadCoord, WholeSymbolsNameTheElementOrAreRejectedAtTheirField) {
+  auto ok = read_file("5\nw\nO 0 0 0\nh 1 0 0\nH12 0 1 0\n'C' 0 0 1\nn1 1 1 1\n", "", true);
+  ASSERT_EQ(ok.status, 0) << ok.fault;
+  EXPECT_EQ(ok.c.at_type, (std::vector<std::int32_t>{4, 1, 1, 2, 3}));
+  EXPECT_EQ(ok.screen.find("WARNING"), std::string::npos);
+  for (const std::string symbol : {"Cl", "Na", "Os", "He", "X", "H-1", "1H", "CO"}) {
+    // Before or after a valid atom alike: the field is rejected without a pause.
+    for (const std::string& text : {"2\nw\n  " + symbol + " 0 0 0\nH 0 0 1\n", "2\nw\nH 0 0 1\n  " + symbol + " 0 0 0\n"}) {
+      auto r = read_file(text, "", true);
+      EXPECT_EQ(r.status, 1) << symbol;
+      EXPECT_EQ(r.fault, "'" + symbol + "' is not an element of the model: only H, C, N and O");
+      EXPECT_EQ(r.where.line, text.starts_with("2\nw\nH") ? 4 : 3) << symbol;
+      EXPECT_EQ(r.where.column, 3) << symbol;
+      EXPECT_EQ(r.screen, "");
+      EXPECT_FALSE(r.c.allocated);
+    }
   }
 }
 
