@@ -80,6 +80,7 @@ evaluation_figures time_evaluations(const molecule_spec& m, const std::string& s
     part_times t;
     t.total = std::chrono::duration<double>(clock_type::now() - start).count();
     f.peak_heap = std::max(f.peak_heap, heap_peak() - before);
+    if (r == 0) f.first = t.total;
     t.assembly = details.assembly_seconds;
     t.eigen = details.solver.eigen;
     t.products = details.solver.products;
@@ -125,10 +126,7 @@ relaxation_figures time_relaxation(const molecule_spec& m, const std::string& so
   use_threads(threads);
   const auto session = session_for(m, solver);
   model_session& s = *session;
-  struct silent final : relaxation_observer {
-    void block_started(int, const common_var&, double) override {}
-    void block_finished(int, const common_var&, double, double) override {}
-  } observer;
+  silent_observer observer;
   const auto start = clock_type::now();
   const relaxation_result r = relax(s.c, s.drv, s.model, observer);
   relaxation_figures f{m.formula, solver, static_cast<int>(m.types.size()), m.basis_size, default_threads(),

@@ -29,6 +29,7 @@ struct evaluation_figures {
   std::string route;         // the way the electronic step went ("cholesky", "canonical")
   int atoms = 0, basis_size = 0, threads = 0, repeats = 0;
   part_times median;         // median of each part over the repeats
+  double first = 0;          // seconds of the first evaluation, on a session's fresh storage
   double energy = 0;         // eV, of the last evaluation
   std::size_t peak_heap = 0;  // bytes above the level before the evaluation, largest over the repeats
 };

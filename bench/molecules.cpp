@@ -7,29 +7,16 @@
 #include <stdexcept>
 #include <utility>
 
+#include "bench/geometry.hpp"
 #include "state/element.hpp"
 
 namespace tbrelax::bench {
 namespace {
 
-using vec3 = std::array<double, 3>;
-
 constexpr double aromatic_cc = 1.42;  // angstrom
 constexpr double single_cc = 1.53;
 constexpr double ch_bond = 1.09;
 const double tetrahedral = std::acos(-1.0 / 3.0);
-
-vec3 operator+(vec3 a, vec3 b) { return {a[0] + b[0], a[1] + b[1], a[2] + b[2]}; }
-vec3 operator-(vec3 a, vec3 b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
-vec3 operator*(double s, vec3 a) { return {s * a[0], s * a[1], s * a[2]}; }
-vec3 unit(vec3 a) { return (1.0 / std::sqrt(a[0] * a[0] + a[1] * a[1] + a[2] * a[2])) * a; }
-vec3 cross(vec3 a, vec3 b) { return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]}; }
-
-void add_atom(molecule_spec& m, std::int32_t type, vec3 r) {
-  m.types.push_back(type);
-  m.positions.push_back(r);
-  m.basis_size += basis_size_of(type);
-}
 
 void name_formula(molecule_spec& m) {
   const auto carbons = std::count(m.types.begin(), m.types.end(), carbon);
@@ -98,6 +85,12 @@ std::vector<int> ring_norms(int q_max) {
 }
 
 }  // namespace
+
+void add_atom(molecule_spec& m, std::int32_t type, const std::array<double, 3>& r) {
+  m.types.push_back(type);
+  m.positions.push_back(r);
+  m.basis_size += basis_size_of(type);
+}
 
 molecule_spec alkane(int carbons) {
   if (carbons < 1) throw std::invalid_argument("an alkane needs at least one carbon");

@@ -11,12 +11,15 @@
 namespace tbrelax::bench {
 
 struct molecule_spec {
-  std::string family;   // "flake" or "alkane"
+  std::string family;   // "flake", "alkane", "complex" or "example"
   std::string formula;  // "C24H12"
   std::vector<std::int32_t> types;
   std::vector<std::array<double, 3>> positions;
   int basis_size = 0;   // H 1, C 4
 };
+
+// Appends an atom of element `type` (1..4) at r (angstrom).
+void add_atom(molecule_spec& m, std::int32_t type, const std::array<double, 3>& r);
 
 // C_k H_(2k+2), zigzag in the xy plane, ideal tetrahedral angles.
 molecule_spec alkane(int carbons);

@@ -1,5 +1,6 @@
 #include "bench/options.hpp"
 
+#include <cstdlib>
 #include <sstream>
 #include <stdexcept>
 
@@ -44,8 +45,15 @@ std::string usage() {
          "                      nearest N) or none (default coronene)\n"
          "  --json PATH         JSON results (default tbrelax_bench.json; '' for none)\n"
          "  --quick             sizes 100,200,400, one family, 1 repeat, scaling at 400: a smoke test\n"
+         "Instead of the above:\n"
          "  --write-batch DIR   write the 40 molecules of the MPI throughput batch to DIR and stop\n"
-         "                      (bench/mpi_throughput.sh times tbcalc on them)\n";
+         "                      (bench/mpi_throughput.sh times tbcalc on them)\n"
+         "  --table SETS        steepest descent against L-BFGS and FIRE on examples,complexes,flakes\n"
+         "  --table-flakes LIST basis sizes of the table's flakes (default 400,800,1600)\n"
+         "  --table-fmax F      the optimisers' force criterion in eV/A (default 0.01)\n"
+         "  --examples DIR      the bundled examples (default: the source tree's)\n"
+         "  --write-xyz NAME    print flake:N, alkane:N, coronene or a complex of the table as a\n"
+         "                      structure file\n";
 }
 
 options parse_options(int argc, char** argv) {
@@ -84,6 +92,19 @@ options parse_options(int argc, char** argv) {
       o.json = value();
     } else if (arg == "--write-batch") {
       o.write_batch = value();
+    } else if (arg == "--table") {
+      o.table = split(value());
+    } else if (arg == "--table-flakes") {
+      o.table_flakes.clear();
+      for (const std::string& s : split(value())) o.table_flakes.push_back(to_int(arg, s, 2));
+    } else if (arg == "--table-fmax") {
+      const std::string text = value();
+      o.table_fmax = std::atof(text.c_str());
+      if (!(o.table_fmax > 0)) throw std::invalid_argument("--table-fmax expects a number above 0, not '" + text + "'");
+    } else if (arg == "--examples") {
+      o.examples = value();
+    } else if (arg == "--write-xyz") {
+      o.write_xyz = value();
     } else if (arg == "--quick") {
       o.sizes = {100, 200, 400};
       o.families = {"flake"};

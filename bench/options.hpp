@@ -17,6 +17,12 @@ struct options {
   std::string relax = "coronene";    // whole relaxation: "coronene", "flake:N" or "none"
   std::string json = "tbrelax_bench.json";
   std::string write_batch;  // a directory: write the MPI throughput batch there and stop
+  // The optimiser comparison instead of the sweep: molecule sets, flake sizes, force criterion.
+  std::vector<std::string> table;
+  std::vector<int> table_flakes{400, 800, 1600};
+  double table_fmax = 0.01;
+  std::string examples = TBRELAX_EXAMPLES_DIR;
+  std::string write_xyz;  // a molecule to print as a structure file instead of measuring
   bool help = false;
 };
 

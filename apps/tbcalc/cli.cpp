@@ -1,8 +1,10 @@
 #include "cli.hpp"
 
+#include <functional>
 #include <map>
 
 #include "freq_options.hpp"
+#include "relax_options.hpp"
 
 namespace tbrelax::tbcalc {
 namespace {
@@ -16,7 +18,7 @@ of tbrelax's input.xyz), for scripts and pipelines: nothing waits for a key.
 Commands:
   energy FILE...  energy, binding energy, frontier orbitals, forces, charges and dipole
   freq FILE...    vibrational frequencies, IR intensities and thermochemistry
-  relax FILE...   steepest-descent relaxation, the same as tbrelax's
+  relax FILE...   relaxation by L-BFGS, FIRE or tbrelax's steepest descent
 
 Options:
   -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
@@ -74,19 +76,31 @@ Options:
 --molden takes one FILE only.
 )"}},
     {"relax",
-     {command::relax, "Usage: tbcalc relax [--json] [-o OUT] [--trajectory OUT] FILE...\n", R"(
-Relaxes each FILE by tbrelax's steepest descent (the same moves, blocks and stop test), without
-pausing. One progress line per block goes to standard error; the relaxed geometry (after the
-last move) is written as extended XYZ with its energy on the comment line. A failure in one
-FILE does not stop the others.
+     {command::relax,
+      "Usage: tbcalc relax [--json] [--method M] [--fmax F] [--max-steps N] [--fix LIST] [--pull A,B,F]...\n"
+      "                    [-o OUT] [--trajectory OUT] FILE...\n",
+      R"(
+Relaxes each FILE without pausing. One progress line per optimiser step (per block of 20 moves
+for sd) goes to standard error; the relaxed geometry is written as extended XYZ with its energy
+on the comment line. A failure in one FILE does not stop the others.
 
 Options:
+      --method M        lbfgs (default): limited-memory BFGS with a line search;
+                        fire: damped dynamics, forces only;
+                        sd: tbrelax's steepest descent (the same moves, blocks and stop test)
+      --fmax F          stop when no free atom feels more than F eV/Å (default 0.01)
+      --max-steps N     stop after N optimiser steps at the latest (default 1000)
+      --fix LIST        atoms that never move, counted from 1: 1-4,9
+      --pull A,B,F      a constant force F (eV/Å, positive apart) along the axis of atoms
+                        A and B; repeat for more pairs
   -o, --output OUT      the relaxed geometry (default: FILE's stem + .relaxed.xyz beside it)
-      --trajectory OUT  the geometry at the start of every block with the energy tbrelax
-                        reports for it, as multi-frame extended XYZ
+      --trajectory OUT  the geometry at the start of every optimiser step and at the end (for
+                        sd: at the start of every block, with the energy tbrelax reports for it),
+                        as multi-frame extended XYZ
       --json            print the results as one JSON document
+      --tbrelax-symbols only the first character of an element symbol counts
   -h, --help            show this help
--o and --trajectory take one FILE only.
+-o and --trajectory take one FILE only. --fmax, --max-steps, --fix and --pull need lbfgs or fire.
 )"}},
 };
 
@@ -112,12 +126,40 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   options o;
   o.cmd = text.cmd;
 
-  // Options taking a value, for this command: --name VALUE or --name=VALUE.
-  std::map<std::string, std::string*, std::less<>> valued;
-  if (o.cmd == command::freq) valued["--molden"] = &o.molden;
+  // Options taking a value, for this command: --name VALUE or --name=VALUE. Each sets its
+  // value and returns the fault of a bad one.
+  using setter = std::function<std::string(const std::string&)>;
+  std::map<std::string, setter, std::less<>> valued;
+  auto file_into = [](std::string& target) { return [&target](const std::string& v) { target = v; return std::string(); }; };
+  std::string optimiser_only;  // the first option given that steepest descent does not take
+  auto for_optimisers = [&optimiser_only](const std::string& name, setter set) {
+    return [&optimiser_only, name, set](const std::string& v) {
+      if (optimiser_only.empty()) optimiser_only = name;
+      return set(v);
+    };
+  };
+  optimiser_settings& opt = o.optimiser;
+  if (o.cmd == command::freq) valued["--molden"] = file_into(o.molden);
   if (o.cmd == command::relax) {
-    valued["-o"] = valued["--output"] = &o.output;
-    valued["--trajectory"] = &o.trajectory;
+    valued["-o"] = valued["--output"] = file_into(o.output);
+    valued["--trajectory"] = file_into(o.trajectory);
+    valued["--method"] = [&o](const std::string& v) {
+      o.method = v;
+      if (v == "sd") return std::string();
+      o.optimiser.method = v;
+      return make_step_strategy(v) ? "" : "unknown method '" + v + "' (lbfgs, fire or sd)";
+    };
+    valued["--fmax"] = for_optimisers("--fmax", [&opt](const std::string& v) { return parse_positive(v, opt.stop.fmax); });
+    valued["--max-steps"] =
+        for_optimisers("--max-steps", [&opt](const std::string& v) { return parse_count(v, opt.stop.max_steps); });
+    valued["--fix"] =
+        for_optimisers("--fix", [&opt](const std::string& v) { return parse_atom_list(v, opt.limits.fixed); });
+    valued["--pull"] = for_optimisers("--pull", [&opt](const std::string& v) {
+      pulling_pair p;
+      const std::string fault = parse_pull(v, p);
+      if (fault.empty()) opt.limits.pulls.push_back(p);
+      return fault;
+    });
   }
 
   bool options_ended = false;
@@ -156,11 +198,15 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       } else if (k + 1 < args.size()) {
         value = args[++k];
       }
-      if (value.empty()) return usage_error("option '" + name + "' needs a file name", text.usage, hint);
-      *option->second = value;
+      const bool file = name == "-o" || name == "--output" || name == "--trajectory" || name == "--molden";
+      if (value.empty()) return usage_error("option '" + name + "' needs " + (file ? "a file name" : "a value"), text.usage, hint);
+      if (const std::string fault = option->second(value); !fault.empty())
+        return usage_error(name + ": " + fault, text.usage, hint);
     }
   }
 
+  if (!optimiser_only.empty() && o.method == "sd")
+    return usage_error(optimiser_only + " needs --method lbfgs or fire", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
   if (o.files.size() > 1 && !o.molden.empty()) return usage_error("--molden takes one FILE only", text.usage, hint);
   if (o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))

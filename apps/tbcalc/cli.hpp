@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "hessian/thermochemistry.hpp"
+#include "optimize/optimiser_run.hpp"
 
 namespace tbrelax::tbcalc {
 
@@ -19,7 +20,10 @@ struct options {
   std::string molden;      // freq: Molden file to write ("" for none)
   thermo_conditions thermo;  // freq: temperature, pressure, symmetry number, soft modes
   std::string output;      // relax: relaxed geometry ("" for the default beside the input)
-  std::string trajectory;  // relax: frames at the start of every block ("" for none)
+  std::string trajectory;  // relax: frames at the start of every block or step ("" for none)
+  // relax: the method ("sd" for tbrelax's steepest descent), its stop criteria and constraints.
+  std::string method = "lbfgs";
+  optimiser_settings optimiser;
 };
 
 // What the command line asks for: a run, or text to print and a status to end with.

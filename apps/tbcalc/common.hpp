@@ -12,6 +12,7 @@
 #include "io/json_writer.hpp"
 #include "linalg/electronic_solver.hpp"
 #include "state/common_var.hpp"
+#include "state/errors.hpp"
 #include "state/param.hpp"
 #include "tb/force.hpp"
 
@@ -35,6 +36,14 @@ struct calculation {
   std::unique_ptr<electronic_solver> solver = make_default_solver();
   evaluation_workspace workspace;
   energy_model model{par, *solver, con, &workspace, signals::check_interruption};
+};
+
+// An option that does not fit the file it is used on (an atom the molecule does not have):
+// found once the file is read, before any evaluation, and ended with the usage status.
+class usage_fault final : public tb_error {
+ public:
+  using tb_error::tb_error;
+  int status() const override { return 64; }
 };
 
 // Runs `work` for one file. A fault is written to `err` as a compiler-style message naming the

@@ -1,4 +1,4 @@
-// tbcalc relax: tbrelax's relaxation for each file, reported for scripts.
+// tbcalc relax: each file relaxed by L-BFGS, FIRE or tbrelax's steepest descent, reported for scripts.
 #include <cstdio>
 #include <filesystem>
 #include <optional>
@@ -12,6 +12,7 @@
 #include "io/text_file.hpp"
 #include "io/wri_crd.hpp"
 #include "io/xyz_trajectory.hpp"
+#include "optimize/optimiser_run.hpp"
 #include "state/element.hpp"
 
 namespace tbrelax::tbcalc {
@@ -25,36 +26,52 @@ xyz_info energy_info(const common_var& c, double E) {
   return info;
 }
 
-// tbcalc's reporting in the shared loop: a trajectory frame at the start of every block, one
-// progress line when it ends.
+// tbcalc's reporting in the shared observer: a progress line when a block or optimiser step
+// ends, and trajectory frames. Steepest descent's frames are the geometries at the start of its
+// blocks, with the energy tbrelax reports for them; an optimiser's are the geometries it
+// reaches, from the input (step=0) to the relaxed one.
 class batch_observer final : public relaxation_observer {
  public:
-  batch_observer(const std::string& path, std::ostream& progress, xyz_trajectory* trajectory)
-      : path_(path), progress_(progress), trajectory_(trajectory) {}
+  batch_observer(const std::string& path, std::ostream& progress, xyz_trajectory* trajectory, bool blocks)
+      : path_(path), progress_(progress), trajectory_(trajectory), blocks_(blocks) {}
 
-  void block_started(int block, const common_var& c, double E) override {
-    if (!trajectory_) return;
-    xyz_info info = energy_info(c, E);
-    info.insert(info.begin() + 2, {"block", std::to_string(block)});
-    trajectory_->append(xyz_frame(c, info));
-  }
+  void block_started(int block, const common_var& c, double E) override { frame(blocks_ ? block : block - 1, c, E); }
 
   void block_finished(int block, const common_var& c, double E_old, double E) override {
     char line[512];
-    std::snprintf(line, sizeof line, ": block %d: E = %.10f eV, dE/atom = %.3e eV, largest force = %.3e eV/Å\n", block,
-                  E, (E - E_old) / c.at_count, find_largest_force(c).magnitude);
+    std::snprintf(line, sizeof line, ": %s %d: E = %.10f eV, dE/atom = %.3e eV, largest force = %.3e eV/Å\n",
+                  unit(), block, E, (E - E_old) / c.at_count, find_largest_force(c).magnitude);
     progress_ << path_ << line << std::flush;
+    steps_ = block;
   }
 
+  void relaxation_finished(const common_var& c, double E) override { frame(steps_, c, E); }
+
  private:
+  const char* unit() const { return blocks_ ? "block" : "step"; }
+
+  void frame(int label, const common_var& c, double E) {
+    if (!trajectory_ || label == last_frame_) return;  // a step that found no move repeats its start
+    xyz_info info = energy_info(c, E);
+    info.insert(info.begin() + 2, {unit(), std::to_string(label)});
+    trajectory_->append(xyz_frame(c, info));
+    last_frame_ = label;
+  }
+
   const std::string& path_;
   std::ostream& progress_;
   xyz_trajectory* trajectory_;
+  bool blocks_;  // steepest descent's blocks, or an optimiser's steps
+  int steps_ = 0;
+  int last_frame_ = -1;
 };
 
 struct relaxed {
   std::string output;
-  relaxation_result run;
+  int blocks = 0;  // steepest descent only
+  int steps = 0;
+  std::int64_t evaluations = 0;
+  bool converged = true;
   double E = 0;  // at the relaxed geometry
   largest_force largest;
 };
@@ -67,24 +84,50 @@ std::string default_output(const std::string& input) {
 relaxed relax_file(calculation& calc, const std::string& path, const options& o, std::ostream& err) {
   calc.read(path, o.tbrelax_symbols);
   common_var& c = calc.c;
+  const bool sd = o.method == "sd";
+  if (!sd)
+    if (const std::string fault = constraint_fault(o.optimiser.limits, c.at_count); !fault.empty())
+      throw usage_fault(fault);
   std::optional<xyz_trajectory> trajectory;
   if (!o.trajectory.empty()) trajectory.emplace(o.trajectory);
-  batch_observer observer(path, err, trajectory ? &*trajectory : nullptr);
+  batch_observer observer(path, err, trajectory ? &*trajectory : nullptr, sd);
   relaxed r;
   r.output = o.output.empty() ? default_output(path) : o.output;
-  r.run = relax(c, calc.drv, calc.model, observer);
-  r.E = evaluate_finite(c, calc.model);
+  if (sd) {
+    // tbrelax's loop ends at coordinates it has not evaluated: one more evaluation gives their energy.
+    const relaxation_result run = relax(c, calc.drv, calc.model, observer);
+    r.blocks = run.blocks;
+    r.steps = moves_per_block * run.blocks;
+    r.evaluations = run.evaluations + 1;
+    r.E = evaluate_finite(c, calc.model);
+  } else {
+    const optimiser_result run = run_optimiser(c, calc.model, o.optimiser, observer);
+    r.steps = run.steps;
+    r.evaluations = run.evaluations;
+    r.converged = run.reason == stop_reason::converged;
+    r.E = run.E;
+  }
   r.largest = find_largest_force(c);
   replace_file(r.output, xyz_frame(c, energy_info(c, r.E)));
   return r;
 }
 
-void human_report(std::ostream& out, const std::string& path, const common_var& c, const relaxed& r) {
+void human_report(std::ostream& out, const std::string& path, const common_var& c, const relaxed& r,
+                  const options& o) {
   char largest[96];
   std::snprintf(largest, sizeof largest, "%.3e eV/Å on atom %d (%c)", r.largest.magnitude, r.largest.atom + 1,
                 data_of(c.at_type[r.largest.atom]).symbol);
-  out << path << ": relaxed in " << r.run.blocks << (r.run.blocks == 1 ? " block (" : " blocks (")
-      << r.run.evaluations + 1 << " evaluations), written to " << r.output << '\n'
+  const auto plural = [](std::int64_t k, const char* unit) {
+    return std::to_string(k) + " " + unit + (k == 1 ? "" : "s");
+  };
+  out << path << ": ";
+  if (o.method == "sd")
+    out << "relaxed in " << plural(r.blocks, "block");
+  else if (r.converged)
+    out << "relaxed by " << o.method << " in " << plural(r.steps, "step");
+  else
+    out << o.method << " stopped after " << plural(r.steps, "step") << " above fmax " << o.optimiser.stop.fmax << " eV/Å";
+  out << " (" << plural(r.evaluations, "evaluation") << "), written to " << r.output << '\n'
       << "  energy E                " << energy_text(r.E) << " eV\n"
       << "  binding energy per atom " << energy_text(binding_energy_per_atom(r.E, c.at_count)) << " eV\n"
       << "  largest force            " << largest << '\n'
@@ -99,8 +142,14 @@ void json_result(json_writer& json, const std::string& path, const common_var& c
     json.key("trajectory").null();
   else
     json.key("trajectory").value(o.trajectory);
-  json.key("blocks").value(r.run.blocks);
-  json.key("evaluations").value(r.run.evaluations + 1);
+  json.key("method").value(o.method);
+  if (o.method == "sd")
+    json.key("blocks").value(r.blocks);
+  else
+    json.key("blocks").null();
+  json.key("steps").value(r.steps);
+  json.key("evaluations").value(r.evaluations);
+  json.key("converged").value(r.converged);
   json.key("energy").value(r.E);
   json.key("binding_energy").value(binding_energy_per_atom(r.E, c.at_count));
   json.key("largest_force").begin_object();
@@ -118,7 +167,7 @@ int run_relax(const options& o, work_sharing& group, std::ostream& out, std::ost
     if (o.json)
       json_result(json, path, calc.c, r, o);
     else
-      human_report(text, path, calc.c, r);
+      human_report(text, path, calc.c, r, o);
   };
   return run_batch(o, group, out, err, one_file, {"", /*own_document=*/false});
 }

@@ -20,10 +20,10 @@ bool all_finite(const std::vector<double>& v) {
 
 }  // namespace
 
-evaluation_result evaluate(const std::vector<std::string>& symbols, const position_list& positions,
+evaluation_result evaluate(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
                            std::function<void()> interruption_check) {
-  model_session s;
-  s.model.interruption_check = std::move(interruption_check);
+  const session_pool::lease session = pool.take(symbols, std::move(interruption_check));
+  model_session& s = *session;
   load_checked(s, symbols, positions);
   evaluation_details details;
   evaluation_result r;
@@ -41,10 +41,10 @@ evaluation_result evaluate(const std::vector<std::string>& symbols, const positi
   return r;
 }
 
-hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions,
+hessian_result hessian(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
                        std::function<void()> interruption_check) {
-  model_session s;
-  s.model.interruption_check = std::move(interruption_check);
+  const session_pool::lease session = pool.take(symbols, std::move(interruption_check));
+  model_session& s = *session;
   load_checked(s, symbols, positions);
   hess_cre(s.c, s.model);
   if (!all_finite(s.c.hess)) throw numerical_error("the Hessian has a non-finite entry");
@@ -52,12 +52,34 @@ hessian_result hessian(const std::vector<std::string>& symbols, const position_l
   return {std::move(s.c.hess), s.screen.str()};
 }
 
-vibration_result vibrations(const std::vector<std::string>& symbols, const position_list& positions,
-                            const thermo_conditions& conditions, std::function<void()> interruption_check) {
-  model_session s;
-  s.model.interruption_check = std::move(interruption_check);
+vibration_result vibrations(session_pool& pool, const std::vector<std::string>& symbols,
+                            const position_list& positions, const thermo_conditions& conditions,
+                            std::function<void()> interruption_check) {
+  const session_pool::lease session = pool.take(symbols, std::move(interruption_check));
+  model_session& s = *session;
   load_checked(s, symbols, positions);
   vibration_result r{study_vibrations(s.c, s.model, conditions), ""};
+  r.messages = s.screen.str();
+  return r;
+}
+
+relaxed_molecule relax(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
+                        const optimiser_settings& settings, std::function<void()> interruption_check) {
+  const session_pool::lease session = pool.take(symbols, std::move(interruption_check));
+  model_session& s = *session;
+  load_checked(s, symbols, positions);
+  silent_observer quiet;
+  const optimiser_result run = run_optimiser(s.c, s.model, settings, quiet);
+  relaxed_molecule r;
+  const common_var& c = s.c;
+  for (int a = 0; a < c.at_count; ++a) {
+    r.positions.push_back({c.x[a], c.y[a], c.z[a]});
+    r.forces.insert(r.forces.end(), {c.fx[a], c.fy[a], c.fz[a]});
+  }
+  r.energy = run.E;
+  r.steps = run.steps;
+  r.evaluations = run.evaluations;
+  r.converged = run.reason == stop_reason::converged;
   r.messages = s.screen.str();
   return r;
 }

@@ -1,8 +1,9 @@
 #pragma once
-// The calls the Python package offers, in plain C++: one evaluation, the Hessian and the
-// structure reader. Each builds its own state, so that calls on different threads share nothing.
-// Faults are the library's own (input_rejected, io_error, numerical_error, out_of_memory); the
-// interruption check, where given, runs before every evaluation and may throw `interrupted`.
+// The calls the Python package offers, in plain C++: one evaluation, the Hessian, a relaxation
+// and the structure reader. The model calls run on a session of their own taken from a pool,
+// so that calls on different threads share nothing. Faults are the library's own
+// (input_rejected, io_error, numerical_error, out_of_memory); the interruption check, where
+// given, runs before every evaluation and may throw `interrupted`.
 
 #include <functional>
 #include <string>
@@ -10,6 +11,8 @@
 
 #include "driver/vibration_study.hpp"
 #include "molecule_input.hpp"
+#include "optimize/optimiser_run.hpp"
+#include "session_pool.hpp"
 
 namespace tbrelax::python {
 
@@ -23,7 +26,7 @@ struct evaluation_result {
 };
 
 // Throws numerical_error when the energy or a force is not finite.
-evaluation_result evaluate(const std::vector<std::string>& symbols, const position_list& positions,
+evaluation_result evaluate(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
                            std::function<void()> interruption_check = {});
 
 struct hessian_result {
@@ -32,8 +35,23 @@ struct hessian_result {
 };
 
 // Throws numerical_error when an entry is not finite.
-hessian_result hessian(const std::vector<std::string>& symbols, const position_list& positions,
+hessian_result hessian(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
                        std::function<void()> interruption_check = {});
+
+struct relaxed_molecule {
+  position_list positions;      // angstrom
+  double energy = 0;            // binding energy at those positions (eV)
+  std::vector<double> forces;   // n x 3, row-major, pulling pairs included, zero on fixed atoms
+  int steps = 0;
+  std::int64_t evaluations = 0;
+  bool converged = false;       // the largest force on a free atom fell below fmax
+  std::string messages;
+};
+
+// Throws std::invalid_argument for an unknown method or faulty constraints, numerical_error
+// when an evaluation is not finite.
+relaxed_molecule relax(session_pool& pool, const std::vector<std::string>& symbols, const position_list& positions,
+                        const optimiser_settings& settings, std::function<void()> interruption_check = {});
 
 struct vibration_result {
   vibration_study study;
@@ -42,8 +60,9 @@ struct vibration_result {
 
 // The vibrations, IR intensities and thermochemistry, as tbcalc freq reports them. Throws as
 // hessian does, and input_rejected for bad conditions.
-vibration_result vibrations(const std::vector<std::string>& symbols, const position_list& positions,
-                            const thermo_conditions& conditions, std::function<void()> interruption_check = {});
+vibration_result vibrations(session_pool& pool, const std::vector<std::string>& symbols,
+                            const position_list& positions, const thermo_conditions& conditions,
+                            std::function<void()> interruption_check = {});
 
 // The thermochemistry of given wavenumbers (cm^-1) at the geometry, with the model's masses;
 // linear or not from the geometry.

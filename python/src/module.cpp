@@ -1,6 +1,8 @@
-// The compiled core of the tbrelax package: evaluations, Hessians and structure files on plain
-// lists and numpy arrays. The package's Python layer wraps the results in named tuples, turns
-// the model's screen messages into warnings and holds the ASE calculator.
+// The compiled core of the tbrelax package: evaluations, Hessians, relaxations and structure
+// files on plain lists and numpy arrays. The model calls are methods of a pool of sessions
+// (`Sessions`) that keeps the model's storage between calls. The package's Python layer wraps
+// the results in named tuples, turns the model's screen messages into warnings and holds the
+// ASE calculator.
 //
 // Every call converts its arguments while holding the GIL, then releases it for the work, so
 // that other Python threads (and other evaluations) run meanwhile. A Ctrl-C stops a call on
@@ -12,14 +14,14 @@
 
 #include <algorithm>
 #include <exception>
-
 #include <optional>
+#include <tuple>
 
 #include "keyboard_interrupt.hpp"
 #include "model_calls.hpp"
-#include "tb/charges.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
+#include "tb/charges.hpp"
 
 namespace py = pybind11;
 
@@ -48,13 +50,13 @@ py::array_t<double> to_array(const std::vector<double>& v) {
   return out;
 }
 
-py::tuple evaluate_py(const std::vector<std::string>& symbols, const positions_array& positions) {
+py::tuple evaluate_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions) {
   const position_list r = to_positions(positions);
   auto check = keyboard_interrupt_check();
   evaluation_result e;
   {
     py::gil_scoped_release unlocked;
-    e = evaluate(symbols, r, std::move(check));
+    e = evaluate(pool, symbols, r, std::move(check));
   }
   const auto n = static_cast<py::ssize_t>(r.size());
   return py::make_tuple(e.energy, to_array(e.forces, n, 3), to_array(e.orbital_energies), e.messages,
@@ -90,15 +92,16 @@ py::dict thermo_dict(const thermochemistry& t) {
   return d;
 }
 
-py::tuple vibrations_py(const std::vector<std::string>& symbols, const positions_array& positions, double temperature,
-                        double pressure, std::optional<int> symmetry_number, double soft_mode_cutoff) {
+py::tuple vibrations_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions,
+                        double temperature, double pressure, std::optional<int> symmetry_number,
+                        double soft_mode_cutoff) {
   const position_list r = to_positions(positions);
   const thermo_conditions at = conditions_of(temperature, pressure, symmetry_number, soft_mode_cutoff);
   auto check = keyboard_interrupt_check();
   vibration_result v;
   {
     py::gil_scoped_release unlocked;
-    v = vibrations(symbols, r, at, std::move(check));
+    v = vibrations(pool, symbols, r, at, std::move(check));
   }
   const auto n3 = static_cast<py::ssize_t>(3 * r.size());
   const vibrational_analysis& a = v.study.modes;
@@ -118,16 +121,39 @@ py::dict thermochemistry_py(const std::vector<std::string>& symbols, const posit
                                         conditions_of(temperature, pressure, symmetry_number, soft_mode_cutoff)));
 }
 
-py::tuple hessian_py(const std::vector<std::string>& symbols, const positions_array& positions) {
+py::tuple hessian_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions) {
   const position_list r = to_positions(positions);
   auto check = keyboard_interrupt_check();
   hessian_result h;
   {
     py::gil_scoped_release unlocked;
-    h = hessian(symbols, r, std::move(check));
+    h = hessian(pool, symbols, r, std::move(check));
   }
   const auto n3 = static_cast<py::ssize_t>(3 * r.size());
   return py::make_tuple(to_array(h.hessian, n3, n3), h.messages);
+}
+
+// fix: atoms from 0; pull: (a, b, F) with atoms from 0.
+py::tuple relax_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions,
+                   const std::string& method, double fmax, int max_steps, const std::vector<int>& fix,
+                   const std::vector<std::tuple<int, int, double>>& pull) {
+  const position_list r = to_positions(positions);
+  optimiser_settings settings;
+  settings.method = method;
+  settings.stop = {fmax, max_steps};
+  settings.limits.fixed = fix;
+  for (const auto& [a, b, F] : pull) settings.limits.pulls.push_back({a + 1, b + 1, F});
+  auto check = keyboard_interrupt_check();
+  relaxed_molecule x;
+  {
+    py::gil_scoped_release unlocked;
+    x = relax(pool, symbols, r, settings, std::move(check));
+  }
+  const auto n = static_cast<py::ssize_t>(r.size());
+  std::vector<double> flat;
+  for (const auto& p : x.positions) flat.insert(flat.end(), p.begin(), p.end());
+  return py::make_tuple(to_array(flat, n, 3), x.energy, to_array(x.forces, n, 3), x.steps, x.evaluations,
+                        x.converged, x.messages);
 }
 
 py::tuple read_xyz_py(const std::string& path, bool tbrelax_symbols) {
@@ -178,13 +204,19 @@ PYBIND11_MODULE(_core, m) {
   m.doc() = "Compiled core of tbrelax: the tight-binding energy model of H, C, N, O molecules.";
   py::register_exception_translator(translate_faults);
 
-  m.def("evaluate", &evaluate_py, py::arg("symbols"), py::arg("positions"),
-        "(energy eV, forces n x 3 eV/angstrom, orbital energies eV, model messages, Mulliken charges e, dipole D)");
-  m.def("hessian", &hessian_py, py::arg("symbols"), py::arg("positions"),
-        "(Hessian 3n x 3n eV/angstrom^2, model messages)");
-  m.def("vibrations", &vibrations_py, py::arg("symbols"), py::arg("positions"), py::arg("temperature"),
-        py::arg("pressure"), py::arg("symmetry_number"), py::arg("soft_mode_cutoff"),
-        "(energy, frequencies, IR intensities, modes, rigid frequencies, linear, ZPE, thermochemistry, messages)");
+  py::class_<session_pool>(m, "Sessions", "Model sessions kept between calls; safe to share between threads.")
+      .def(py::init<>())
+      .def("evaluate", &evaluate_py, py::arg("symbols"), py::arg("positions"),
+           "(energy eV, forces n x 3 eV/angstrom, orbital energies eV, model messages, Mulliken charges e, dipole D)")
+      .def("hessian", &hessian_py, py::arg("symbols"), py::arg("positions"),
+           "(Hessian 3n x 3n eV/angstrom^2, model messages)")
+      .def("vibrations", &vibrations_py, py::arg("symbols"), py::arg("positions"), py::arg("temperature"),
+           py::arg("pressure"), py::arg("symmetry_number"), py::arg("soft_mode_cutoff"),
+           "(energy, frequencies, IR intensities, modes, rigid frequencies, linear, ZPE, thermochemistry, messages)")
+      .def("relax", &relax_py, py::arg("symbols"), py::arg("positions"), py::arg("method"), py::arg("fmax"),
+           py::arg("max_steps"), py::arg("fix"), py::arg("pull"),
+           "(positions n x 3 angstrom, energy eV, forces n x 3 eV/angstrom, steps, evaluations, converged, "
+           "model messages)");
   m.def("thermochemistry", &thermochemistry_py, py::arg("symbols"), py::arg("positions"), py::arg("frequencies"),
         py::arg("energy"), py::arg("temperature"), py::arg("pressure"), py::arg("symmetry_number"),
         py::arg("soft_mode_cutoff"), "thermochemistry of given wavenumbers (dict)");

@@ -9,8 +9,10 @@ H, C, N and O atoms.
 Energies are in eV, positions in angstrom, forces in eV/angstrom, Hessians in eV/angstrom^2,
 charges in e, dipoles in debye, wavenumbers in cm^-1, IR intensities in km/mol.
 The ASE calculator is ``tbrelax.ase.TBRelax``; ``tbrelax.plots`` draws spectra and relaxations.
-Every call releases the GIL while it computes and shares nothing with other calls, so
-evaluations may run on several threads at once.
+Every call releases the GIL while it computes. The model's storage is kept between calls (per
+molecule size, one per thread that calls at the same time), so a loop of evaluations of one
+molecule pays for it once; calls on several threads take separate storage and give exactly the
+results they give alone.
 """
 
 from __future__ import annotations
@@ -27,8 +29,8 @@ from .errors import Error, FileError, InputRejected, NumericalError, OutOfMemory
 from . import _core
 
 __all__ = [
-    "evaluate", "hessian", "vibrations", "thermochemistry", "read_xyz", "Evaluation", "Vibrations",
-    "Thermochemistry", "Structure", "MASSES", "DEBYE_PER_E_ANGSTROM",
+    "evaluate", "hessian", "vibrations", "thermochemistry", "relax", "read_xyz", "Evaluation", "Vibrations",
+    "Thermochemistry", "Relaxation", "Structure", "MASSES", "METHODS", "DEBYE_PER_E_ANGSTROM",
     "Error", "FileError", "InputRejected", "NumericalError", "OutOfMemory", "TBRelaxWarning",
 ]
 
@@ -38,6 +40,12 @@ MASSES: dict[str, float] = dict(_core.masses)
 
 #: Debye per e angstrom, to turn a dipole in debye into ASE's unit and back.
 DEBYE_PER_E_ANGSTROM: float = _core.debye_per_e_angstrom
+
+#: The optimisers of ``relax``.
+METHODS = ("lbfgs", "fire")
+
+# The sessions of the module's calls and of the ASE calculator.
+_SESSIONS = _core.Sessions()
 
 
 class Evaluation(NamedTuple):
@@ -78,6 +86,16 @@ class Vibrations(NamedTuple):
     thermochemistry: Thermochemistry
 
 
+class Relaxation(NamedTuple):
+    """The end of a relaxation."""
+    positions: np.ndarray   #: n x 3 (angstrom)
+    energy: float           #: binding energy there (eV), without the pulling potentials
+    forces: np.ndarray      #: n x 3 (eV/angstrom), pulling forces included, zero on fixed atoms
+    steps: int              #: optimiser steps
+    evaluations: int        #: model evaluations, the start included
+    converged: bool         #: the largest force on a free atom fell below fmax
+
+
 class Structure(NamedTuple):
     """A molecule read from a structure file."""
     symbols: list[str]      #: "H", "C", "N" or "O"
@@ -115,7 +133,7 @@ def evaluate(symbols: Sequence[str], positions: ArrayLike) -> Evaluation:
     result is not finite.
     """
     symbols, r = _arguments(symbols, positions)
-    energy, forces, eps, messages, charges, dipole = _core.evaluate(symbols, r)
+    energy, forces, eps, messages, charges, dipole = _SESSIONS.evaluate(symbols, r)
     _warn_model_messages(messages)
     return Evaluation(energy, forces, eps, charges, dipole)
 
@@ -128,7 +146,7 @@ def hessian(symbols: Sequence[str], positions: ArrayLike) -> np.ndarray:
     ``evaluate`` does.
     """
     symbols, r = _arguments(symbols, positions)
-    h, messages = _core.hessian(symbols, r)
+    h, messages = _SESSIONS.hessian(symbols, r)
     _warn_model_messages(messages)
     return h
 
@@ -144,7 +162,7 @@ def vibrations(symbols: Sequence[str], positions: ArrayLike, *, temperature: flo
     temperature, pressure, symmetry number or cutoff out of range.
     """
     symbols, r = _arguments(symbols, positions)
-    energy, nu, intensities, modes, rigid, linear, _, thermo, messages = _core.vibrations(
+    energy, nu, intensities, modes, rigid, linear, _, thermo, messages = _SESSIONS.vibrations(
         symbols, r, temperature, pressure, symmetry_number, soft_mode_cutoff)
     _warn_model_messages(messages)
     return Vibrations(energy, nu, intensities, modes.reshape(len(nu), len(symbols), 3), rigid, linear,
@@ -162,6 +180,54 @@ def thermochemistry(symbols: Sequence[str], positions: ArrayLike, frequencies: A
     nu = [float(x) for x in np.asarray(frequencies, dtype=np.float64).ravel()]
     return Thermochemistry(**_core.thermochemistry(symbols, r, nu, energy, temperature, pressure,
                                                     symmetry_number, soft_mode_cutoff))
+
+
+def _atom_index(value, count: int, what: str) -> int:
+    if isinstance(value, (bool, np.bool_)) or not isinstance(value, (int, np.integer)):
+        raise ValueError(f"{what} must be an atom index, not {value!r}")
+    if not 0 <= value < count:
+        raise ValueError(f"{what} {value} is not an atom of this molecule (0 to {count - 1})")
+    return int(value)
+
+
+def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", fmax: float = 0.01,
+          fix: Sequence[int] = (), pull: Sequence[tuple[int, int, float]] = (),
+          max_steps: int = 1000) -> Relaxation:
+    """Relaxes a molecule to a minimum of its energy, entirely in compiled code.
+
+    ``method``: "lbfgs" (limited-memory BFGS with a line search that never lets the energy
+    rise) or "fire" (damped dynamics). The relaxation stops when no free atom feels more than
+    ``fmax`` eV/angstrom, or after ``max_steps`` optimiser steps (``converged`` tells which).
+    ``fix``: indices (from 0) of atoms that never move. ``pull``: pairs ``(a, b, F)`` (indices
+    from 0) pushed apart by a constant force F eV/angstrom along their axis (negative pulls
+    them together); the optimiser minimises the energy less F times each pair's distance.
+    Raises ValueError for a bad option, and as ``evaluate`` does.
+    """
+    symbols, r = _arguments(symbols, positions)
+    if method not in METHODS:
+        raise ValueError(f"method must be one of {', '.join(METHODS)}, not {method!r}")
+    fmax = float(fmax)
+    if not (np.isfinite(fmax) and fmax > 0):
+        raise ValueError(f"fmax must be a number above 0 (eV/angstrom), not {fmax}")
+    if isinstance(max_steps, bool) or not isinstance(max_steps, (int, np.integer)) or max_steps < 0:
+        raise ValueError(f"max_steps must be a whole number of at least 0, not {max_steps!r}")
+    n = len(symbols)
+    fixed = [_atom_index(a, n, "a fixed atom") for a in fix]
+    if n and len(set(fixed)) == n:
+        raise ValueError("every atom is fixed: nothing can move")
+    pairs = []
+    for p in pull:
+        if len(p) != 3:
+            raise ValueError(f"a pulling pair is (a, b, F), not {p!r}")
+        a, b = (_atom_index(x, n, "a pulled atom") for x in p[:2])
+        force = float(p[2])
+        if a == b or not np.isfinite(force):
+            raise ValueError(f"a pulling pair needs two different atoms and a finite force, not {p!r}")
+        pairs.append((a, b, force))
+    x, energy, forces, steps, evaluations, converged, messages = _SESSIONS.relax(
+        symbols, r, method, fmax, int(max_steps), fixed, pairs)
+    _warn_model_messages(messages)
+    return Relaxation(x, energy, forces, steps, evaluations, converged)
 
 
 _SKIPPED_LINE = re.compile(r"WARNING: Inadmissible chemical element: (\S)$")

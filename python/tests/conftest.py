@@ -9,6 +9,7 @@ from __future__ import annotations
 import os
 import shutil
 import subprocess
+import threading
 from pathlib import Path
 
 import numpy as np
@@ -19,6 +20,17 @@ EXAMPLES = Path(os.environ.get("TBRELAX_EXAMPLES", ROOT / "examples"))
 
 WATER_SYMBOLS = ["O", "H", "H"]
 WATER_POSITIONS = np.array([[0.0, 0.0, 0.117], [0.0, 0.757, -0.467], [0.0, -0.757, -0.467]])
+
+
+def in_threads(call, jobs: list) -> list:
+    """call(*job) for every job, each on a thread of its own, all at once: the results in order."""
+    results = [None] * len(jobs)
+    threads = [threading.Thread(target=lambda i=i: results.__setitem__(i, call(*jobs[i]))) for i in range(len(jobs))]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    return results
 
 
 def program(name: str) -> Path | None:

@@ -1,7 +1,8 @@
 #pragma once
 // The steepest-descent relaxation: blocks of moves x := x + step F, until the energy drop over
 // a block falls below a threshold per atom. The loop touches no file and no screen: what
-// happens at the start and at the end of a block is the observer's business.
+// happens at the start and at the end of a block is the observer's business. The optimisers
+// report through the same observer, each of their steps a block of one move.
 
 #include <cstdint>
 
@@ -21,6 +22,16 @@ class relaxation_observer {
   // The block's moves are done; E_old was its starting energy, E the energy of the last
   // evaluation (the forces in c are that evaluation's).
   virtual void block_finished(int block, const common_var& c, double E_old, double E) = 0;
+  // The optimisers end here with the relaxed point and its energy; steepest descent, whose last
+  // move is never evaluated, does not.
+  virtual void relaxation_finished(const common_var&, double) {}
+};
+
+// An observer that looks away, for callers that want only the result.
+class silent_observer final : public relaxation_observer {
+ public:
+  void block_started(int, const common_var&, double) override {}
+  void block_finished(int, const common_var&, double, double) override {}
 };
 
 inline constexpr int moves_per_block = 20;

@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "linalg/huge_page_allocator.hpp"
+
 namespace tbrelax {
 
 // Scratch storage of tred2 and tql2. A caller that solves again and again keeps
@@ -17,12 +19,12 @@ class eigen_workspace {
  public:
   // Room for count doubles; what the room held before is lost.
   double* doubles(std::size_t count) {
-    if (storage_.size() < count) storage_ = std::vector<double>(count);
+    if (storage_.size() < count) storage_ = std::vector<double, huge_page_allocator<double>>(count);
     return storage_.data();
   }
 
  private:
-  std::vector<double> storage_;
+  std::vector<double, huge_page_allocator<double>> storage_;
 };
 
 // Reduces the symmetric matrix held in v to tridiagonal form T = Q^T A Q.

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "linalg/huge_page_allocator.hpp"
+
 namespace tbrelax {
 
 class matrix {
@@ -30,7 +32,7 @@ class matrix {
  private:
   int rows_ = 0;
   int cols_ = 0;
-  std::vector<double> data_;
+  std::vector<double, huge_page_allocator<double>> data_;
 };
 
 }  // namespace tbrelax

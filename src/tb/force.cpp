@@ -6,6 +6,7 @@
 #include "tb/assembly.hpp"
 #include "tb/electronic_forces.hpp"
 #include "tb/occupy.hpp"
+#include "tb/pulling.hpp"
 #include "tb/repulsion.hpp"
 #include "tb/working_storage.hpp"
 
@@ -36,24 +37,6 @@ void repulsive_forces(common_var& c, const param& par, const displacement_view& 
     c.frepx[i] = 0.0 + s[0];
     c.frepy[i] = 0.0 + s[1];
     c.frepz[i] = 0.0 + s[2];
-  }
-}
-
-// A constant force F along the axis of atoms a and b (counted from 1): positive pushes them
-// apart. A pair naming an atom the molecule does not have, or two atoms closer than 1e-10
-// angstrom, does nothing.
-void pulling_pair(common_var& c, int a, int b, double F) {
-  if (a < 1 || b < 1 || a > c.at_count || b > c.at_count) return;
-  --a;
-  --b;
-  const double D[3] = {c.x[b] - c.x[a], c.y[b] - c.y[a], c.z[b] - c.z[a]};
-  const double L = std::sqrt(D[0] * D[0] + D[1] * D[1] + D[2] * D[2]);
-  if (!(L > 1e-10)) return;
-  std::vector<double>* f[3] = {&c.fx, &c.fy, &c.fz};
-  for (int k = 0; k < 3; ++k) {
-    const double push = F * D[k] / L;
-    (*f[k])[b] += push;
-    (*f[k])[a] -= push;
   }
 }
 
@@ -112,10 +95,9 @@ double force(common_var& c, const energy_model& model, evaluation_details* detai
     c.fy[a] = c.fely[a] + c.frepy[a];
     c.fz[a] = c.felz[a] + c.frepz[a];
   }
-  pulling_pair(c, c.na1, c.na2, c.ff12);
-  pulling_pair(c, c.na3, c.na4, c.ff34);
-  pulling_pair(c, c.na5, c.na6, c.ff56);
-  pulling_pair(c, c.na7, c.na8, c.ff78);
+  for (const pulling_pair& p : {pulling_pair{c.na1, c.na2, c.ff12}, pulling_pair{c.na3, c.na4, c.ff34},
+                                 pulling_pair{c.na5, c.na6, c.ff56}, pulling_pair{c.na7, c.na8, c.ff78}})
+    apply_pulling_pair(c, p);
 
   if (details) {
     details->eps = electrons.eps;

@@ -1,0 +1,82 @@
+#include "optimize/constraints.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "driver/evaluation.hpp"
+
+namespace tbrelax {
+
+std::string constraint_fault(const constraints& k, int at_count) {
+  const std::string count = " (the molecule has " + std::to_string(at_count) + (at_count == 1 ? " atom)" : " atoms)");
+  for (int a : k.fixed)
+    if (a < 0 || a >= at_count) return "fixed atom " + std::to_string(a + 1) + " does not exist" + count;
+  for (const pulling_pair& p : k.pulls) {
+    for (int a : {p.a, p.b})
+      if (a < 1 || a > at_count) return "pulled atom " + std::to_string(a) + " does not exist" + count;
+    if (p.a == p.b) return "a pulling pair needs two different atoms, not " + std::to_string(p.a) + " twice";
+    if (!std::isfinite(p.F)) return "the pulling force must be a finite number";
+  }
+  std::vector<bool> fixed(at_count, false);
+  for (int a : k.fixed) fixed[a] = true;
+  if (at_count > 0 && std::find(fixed.begin(), fixed.end(), false) == fixed.end()) return "every atom is fixed: nothing can move";
+  return "";
+}
+
+molecule_objective::molecule_objective(common_var& c, const energy_model& model, constraints k)
+    : c_(c), model_(model), k_(std::move(k)), fixed_(3 * static_cast<std::size_t>(c.at_count), false) {
+  start_ = positions();
+  for (int a : k_.fixed)
+    for (int axis = 0; axis < 3; ++axis) fixed_[3 * a + axis] = true;
+}
+
+std::vector<double> molecule_objective::positions() const {
+  std::vector<double> x(3 * static_cast<std::size_t>(c_.at_count));
+  for (int a = 0; a < c_.at_count; ++a) {
+    x[3 * a] = c_.x[a];
+    x[3 * a + 1] = c_.y[a];
+    x[3 * a + 2] = c_.z[a];
+  }
+  return x;
+}
+
+search_point molecule_objective::evaluate(std::vector<double> x) {
+  for (std::size_t k = 0; k < x.size(); ++k)
+    if (fixed_[k]) x[k] = start_[k];
+  for (int a = 0; a < c_.at_count; ++a) {
+    c_.x[a] = x[3 * a];
+    c_.y[a] = x[3 * a + 1];
+    c_.z[a] = x[3 * a + 2];
+  }
+  ++evaluations_;
+  search_point p;
+  p.energy = evaluate_finite(c_, model_);
+  p.value = p.energy;
+  for (const pulling_pair& pull : k_.pulls) {
+    apply_pulling_pair(c_, pull);
+    p.value += pulling_energy(c_, pull);
+  }
+  p.force.resize(x.size());
+  for (int a = 0; a < c_.at_count; ++a) {
+    p.force[3 * a] = c_.fx[a];
+    p.force[3 * a + 1] = c_.fy[a];
+    p.force[3 * a + 2] = c_.fz[a];
+  }
+  for (std::size_t k = 0; k < x.size(); ++k)
+    if (fixed_[k]) p.force[k] = 0.0;
+  p.x = std::move(x);
+  return p;
+}
+
+void molecule_objective::publish(const search_point& p) {
+  for (int a = 0; a < c_.at_count; ++a) {
+    c_.x[a] = p.x[3 * a];
+    c_.y[a] = p.x[3 * a + 1];
+    c_.z[a] = p.x[3 * a + 2];
+    c_.fx[a] = p.force[3 * a];
+    c_.fy[a] = p.force[3 * a + 1];
+    c_.fz[a] = p.force[3 * a + 2];
+  }
+}
+
+}  // namespace tbrelax

@@ -1,0 +1,26 @@
+#include "optimize/objective.hpp"
+
+#include <cmath>
+
+namespace tbrelax {
+
+double dot(std::span<const double> a, std::span<const double> b) {
+  double s = 0;
+  for (std::size_t k = 0; k < a.size(); ++k) s += a[k] * b[k];
+  return s;
+}
+
+double largest_atom_norm(std::span<const double> v) {
+  double largest = 0;
+  for (std::size_t k = 0; k + 2 < v.size(); k += 3)
+    largest = std::max(largest, std::sqrt(v[k] * v[k] + v[k + 1] * v[k + 1] + v[k + 2] * v[k + 2]));
+  return largest;
+}
+
+bool all_finite(std::span<const double> v) {
+  for (double q : v)
+    if (!std::isfinite(q)) return false;
+  return true;
+}
+
+}  // namespace tbrelax

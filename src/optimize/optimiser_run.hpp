@@ -1,0 +1,36 @@
+#pragma once
+// A relaxation of the molecular state by a step strategy chosen by name, with constraints,
+// reported through the same observer as tbrelax's steepest descent: each optimiser step is a
+// block of one move.
+
+#include <cstdint>
+#include <string>
+
+#include "driver/relaxation.hpp"
+#include "optimize/constraints.hpp"
+#include "optimize/minimise.hpp"
+
+namespace tbrelax {
+
+struct optimiser_settings {
+  std::string method = "lbfgs";  // a name of step_strategy_names()
+  stop_criteria stop;
+  constraints limits;
+};
+
+struct optimiser_result {
+  double E = 0;  // binding energy at the relaxed geometry (without the pulling potentials)
+  int steps = 0;
+  std::int64_t evaluations = 0;
+  stop_reason reason = stop_reason::converged;
+};
+
+// Relaxes c from its coordinates. The observer sees block_started(k) with the point step k
+// starts from, block_finished(k) with the point it reached, and relaxation_finished with the
+// end point. c ends at the relaxed coordinates with that point's forces (pulling pairs
+// included, zero on fixed atoms). Throws std::invalid_argument for an unknown method or
+// faulty constraints, and numerical_error when an evaluation is not finite.
+optimiser_result run_optimiser(common_var& c, const energy_model& model, const optimiser_settings& s,
+                               relaxation_observer& observer);
+
+}  // namespace tbrelax
