@@ -14,8 +14,7 @@ namespace {
 std::atomic<std::size_t> bytes_in_use{0};
 std::atomic<std::size_t> bytes_peak{0};
 
-void note_allocation(void* p) {
-  const std::size_t size = malloc_usable_size(p);
+void note_allocation(std::size_t size) {
   const std::size_t now = bytes_in_use.fetch_add(size, std::memory_order_relaxed) + size;
   std::size_t peak = bytes_peak.load(std::memory_order_relaxed);
   while (now > peak && !bytes_peak.compare_exchange_weak(peak, now, std::memory_order_relaxed)) {
@@ -25,8 +24,24 @@ void note_allocation(void* p) {
 void* allocate(std::size_t size) {
   void* p = std::malloc(size ? size : 1);
   if (!p) throw std::bad_alloc();
-  note_allocation(p);
+  note_allocation(malloc_usable_size(p));
   return p;
+}
+
+// A block aligned beyond malloc's own alignment counts by its size: what malloc reserves
+// around it to align it is address space, not storage.
+void* allocate_aligned(std::size_t size, std::align_val_t alignment) {
+  const auto a = static_cast<std::size_t>(alignment);
+  void* p = std::aligned_alloc(a, (size + a - 1) / a * a);
+  if (!p) throw std::bad_alloc();
+  note_allocation(size);
+  return p;
+}
+
+void release_aligned(void* p, std::size_t size) noexcept {
+  if (!p) return;
+  bytes_in_use.fetch_sub(size, std::memory_order_relaxed);
+  std::free(p);
 }
 
 void release(void* p) noexcept {
@@ -57,3 +72,8 @@ void operator delete(void* p) noexcept { tbrelax::bench::release(p); }
 void operator delete[](void* p) noexcept { tbrelax::bench::release(p); }
 void operator delete(void* p, std::size_t) noexcept { tbrelax::bench::release(p); }
 void operator delete[](void* p, std::size_t) noexcept { tbrelax::bench::release(p); }
+void* operator new(std::size_t size, std::align_val_t a) { return tbrelax::bench::allocate_aligned(size, a); }
+void* operator new[](std::size_t size, std::align_val_t a) { return tbrelax::bench::allocate_aligned(size, a); }
+// Aligned blocks are given back with their size (the huge-page allocator does so).
+void operator delete(void* p, std::size_t size, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p, size); }
+void operator delete[](void* p, std::size_t size, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p, size); }

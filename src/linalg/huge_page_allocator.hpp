@@ -1,13 +1,13 @@
 #pragma once
 // An allocator for the large arrays of the electronic step: blocks from 256 KiB up are aligned
-// to 2 MiB and advised for transparent huge pages. A fresh n x n matrix is otherwise mapped in
+// to 2 MiB and advised for transparent huge pages (through the aligned operator new, which
+// heap counting sees). A fresh n x n matrix is otherwise mapped in
 // one 4 KiB page at a time on first touch; at n ~ 750 the nine such matrices of an evaluation
 // cost about 11000 page faults, more than the solve itself on a virtual machine, while a huge
 // page maps 512 of those pages at once. Where the system offers no huge pages the advice is
 // ignored and nothing else changes.
 
 #include <cstddef>
-#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -30,18 +30,18 @@ struct huge_page_allocator {
   T* allocate(std::size_t count) {
     const std::size_t bytes = count * sizeof(T);
     if (bytes < from_bytes) return std::allocator<T>().allocate(count);
-    const std::size_t rounded = (bytes + huge_page - 1) / huge_page * huge_page;
-    void* p = std::aligned_alloc(huge_page, rounded);
-    if (!p) throw std::bad_alloc();
+    // Only whole huge pages inside the block take the advice: the tail stays in small pages,
+    // so the block takes no more memory than its size.
+    void* p = ::operator new(bytes, std::align_val_t{huge_page});
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
-    madvise(p, rounded, MADV_HUGEPAGE);
+    madvise(p, bytes, MADV_HUGEPAGE);
 #endif
     return static_cast<T*>(p);
   }
 
   void deallocate(T* p, std::size_t count) {
     if (count * sizeof(T) < from_bytes) std::allocator<T>().deallocate(p, count);
-    else std::free(p);
+    else ::operator delete(p, count * sizeof(T), std::align_val_t{huge_page});
   }
 
   template <class U>
