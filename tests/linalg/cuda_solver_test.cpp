@@ -7,10 +7,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <random>
 
 #include "linalg/backends/cuda/cuda_solver.hpp"
+#include "linalg/eigen_test_support.hpp"
 #include "support/molecules.hpp"
 
 namespace tbrelax {
@@ -31,39 +30,10 @@ std::string cpu_solver_name() {
   return std::find(names.begin(), names.end(), "lapack") != names.end() ? "lapack" : "own";
 }
 
-// A generalised problem with a known overlap spectrum: S = Q diag(s) Q^T for a random orthogonal
-// Q (Gram-Schmidt twice), H random symmetric.
-struct problem {
-  matrix H, S;
-};
-
-problem random_problem(int n, std::uint64_t seed, const std::vector<double>& negative_overlaps = {}) {
-  std::mt19937_64 rng(seed);
-  std::uniform_real_distribution<double> u(-1.0, 1.0);
-  matrix Q(n);
-  for (int j = 0; j < n; ++j) {
-    for (int i = 0; i < n; ++i) Q(i, j) = u(rng);
-    for (int pass = 0; pass < 2; ++pass)
-      for (int k = 0; k < j; ++k) {
-        double d = 0;
-        for (int i = 0; i < n; ++i) d += Q(i, k) * Q(i, j);
-        for (int i = 0; i < n; ++i) Q(i, j) -= d * Q(i, k);
-      }
-    double norm = 0;
-    for (int i = 0; i < n; ++i) norm += Q(i, j) * Q(i, j);
-    for (int i = 0; i < n; ++i) Q(i, j) /= std::sqrt(norm);
-  }
-  std::vector<double> s(n);
-  for (int k = 0; k < n; ++k) s[k] = k < int(negative_overlaps.size()) ? negative_overlaps[k] : 0.3 + 1.7 * (u(rng) + 1) / 2;
-  problem p{matrix(n), matrix(n)};
-  for (int j = 0; j < n; ++j)
-    for (int i = j; i < n; ++i) {
-      double v = 0;
-      for (int k = 0; k < n; ++k) v += Q(i, k) * s[k] * Q(j, k);
-      p.S(i, j) = p.S(j, i) = v;
-      p.H(i, j) = p.H(j, i) = 10 * u(rng);
-    }
-  return p;
+// Overlap eigenvalues: the given negative ones, then positive ones spread over [0.3, 2).
+testing::generalised_problem random_problem(int n, std::uint64_t seed, std::vector<double> spectrum = {}) {
+  for (int k = int(spectrum.size()); k < n; ++k) spectrum.push_back(0.3 + 1.7 * k / n);
+  return testing::problem_with_overlap_spectrum(spectrum, seed);
 }
 
 // max |a - b| over the largest magnitude in b (at least 1).
@@ -76,13 +46,9 @@ double relative_difference(const double* a, const double* b, std::size_t count) 
   return worst / scale;
 }
 
-bool same_bits(const std::vector<double>& a, const std::vector<double>& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
-}
-
-bool same_bits(const matrix& a, const matrix& b) {
-  return a.rows() == b.rows() && a.cols() == b.cols() &&
-         std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+template <class T>
+bool same_bits(const T& a, const T& b) {
+  return a.size() == b.size() && testing::same_bits(a.data(), b.data(), a.size());
 }
 
 void expect_identical(const electronic_result& a, const electronic_result& b) {
@@ -158,7 +124,7 @@ TEST(CudaFallback, WithoutDeviceEverySizeGoesToTheCpu) {
   cuda_dispatch_solver solver(make_own_solver(), 0);
   auto own = make_own_solver();
   for (int n : {5, 30}) {
-    const problem p = random_problem(n, 11 + n, {-0.02});
+    const auto p = random_problem(n, 11 + n, {-0.02});
     electronic_result a, b;
     solver.solve(p.H, p.S, n + 1, a);
     own->solve(p.H, p.S, n + 1, b);
@@ -183,7 +149,7 @@ TEST(CudaSolver, MatchesTheCpuOnGeneralisedProblems) {
   for (const item& c : std::vector<item>{{1, 1, {}}, {40, 40, {-0.2, -0.1}}, {130, 97, {}}, {7, 0, {}},
                                          {64, 128, {-0.3}}, {130, 130, {}}}) {
     SCOPED_TRACE("n = " + std::to_string(c.n) + ", electrons = " + std::to_string(c.electrons));
-    const problem p = random_problem(c.n, 100 + c.n, c.negatives);
+    const auto p = random_problem(c.n, 100 + c.n, c.negatives);
     electronic_result g, r;
     gpu->solve(p.H, p.S, c.electrons, g);
     cpu->solve(p.H, p.S, c.electrons, r);
@@ -229,7 +195,7 @@ TEST(CudaSolver, DispatcherTurnsToTheGpuAtItsThreshold) {
   cuda_dispatch_solver solver(make_own_solver(), 20);
   auto own = make_own_solver();
   for (int n : {19, 20, 8}) {
-    const problem p = random_problem(n, 7 * n);
+    const auto p = random_problem(n, 7 * n);
     electronic_result a, b;
     solver.solve(p.H, p.S, n, a);
     own->solve(p.H, p.S, n, b);

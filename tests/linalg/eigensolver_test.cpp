@@ -153,23 +153,6 @@ TEST(Eigensolver, ThreadCountDoesNotChangeTheResult) {
 #endif
 }
 
-TEST(Tql2, ZeroSubdiagonalSplitsTheMatrix) {
-  // Rows 0-2 and 3-4 are uncoupled: each eigenvector lives in one block, exactly.
-  std::vector<double> d{4.0, 1.0, -2.0, 3.0, 0.5}, e{0.0, 1.0, 0.5, 0.0, 2.0};
-  matrix t = diagonal(d), v = diagonal({1.0, 1.0, 1.0, 1.0, 1.0});
-  for (int i = 1; i < 5; ++i) t(i, i - 1) = t(i - 1, i) = e[std::size_t(i)];
-  int ierr = -1;
-  tql2(5, 5, d.data(), e.data(), v.data(), ierr);
-  EXPECT_EQ(ierr, 0);
-  for (int j = 0; j < 5; ++j) {
-    const bool upper = v(0, j) != 0.0 || v(1, j) != 0.0 || v(2, j) != 0.0;
-    const bool lower = v(3, j) != 0.0 || v(4, j) != 0.0;
-    EXPECT_NE(upper, lower) << "column " << j;
-  }
-  for (int i = 0; i + 1 < 5; ++i) EXPECT_LE(d[std::size_t(i)], d[std::size_t(i) + 1]);
-  EXPECT_LT(testing::residual(t, v, d), 5 * eps * testing::frobenius(t));
-}
-
 TEST(Tql2, NonConvergenceStopsAtOnceAfterApplyingTheRotations) {
   // The leading 2 x 2 block converges; the NaN below it never can.
   const double nan = std::numeric_limits<double>::quiet_NaN();
