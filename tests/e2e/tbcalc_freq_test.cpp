@@ -55,43 +55,24 @@ TEST(TbcalcFreq, RelaxedWaterHasThreeVibrationsAndSixNearZeroModes) {
   ASSERT_EQ(intensity.size(), 3u);
   for (double I : intensity) EXPECT_GT(I, 10.0);
 
-  // The Molden file: its sections, a [FREQ] line and a "vibration" block per mode.
-  const std::string molden = read_text(run.dir / "w.molden");
-  EXPECT_TRUE(molden.starts_with("[Molden Format]\n[Atoms] AU\nO "));
-  const auto freq = molden.find("[FREQ]\n"), coord = molden.find("[FR-COORD]\n"), modes = molden.find("[FR-NORM-COORD]\n");
-  ASSERT_TRUE(freq < coord && coord < modes && modes != std::string::npos);
-  std::istringstream listed(molden.substr(freq + 7));
-  for (double expected : nu) {
-    double written = 0;
-    listed >> written;
-    EXPECT_NEAR(written, expected, 5e-5);
-  }
-  EXPECT_EQ(molden.find("vibration 3\n"), molden.rfind("vibration "));
-  const auto ints = molden.find("[INT]\n");
-  ASSERT_TRUE(freq < ints && ints < coord);
-  std::istringstream listed_intensities(molden.substr(ints + 6));
-  for (double expected : intensity) {
-    double written = 0;
-    listed_intensities >> written;
-    EXPECT_NEAR(written, expected, 5e-5);
-  }
+  // The Molden file's own layout is checked where it is written; here only that it is.
+  EXPECT_TRUE(read_text(run.dir / "w.molden").starts_with("[Molden Format]\n[Atoms] AU\nO "));
 }
 
 TEST(TbcalcFreq, FrequenciesIgnoreRotationTranslationAndAtomOrder) {
   freq_run plain(relaxed_water());
-  // The same molecule turned by 0.9 rad about (1, 1, 1), moved, and listed H, O, H.
+  // The same molecule turned by an orthogonal matrix with rational entries, moved, and listed
+  // H, O, H.
   std::istringstream in(relaxed_water().substr(relaxed_water().find(" O")));
   std::string symbol[3], moved = "3\nturned\n";
   double r[3][3];
   for (int a = 0; a < 3; ++a) in >> symbol[a] >> r[a][0] >> r[a][1] >> r[a][2];
-  const double t = 0.9, c = std::cos(t), s = std::sin(t), u = 1 / std::sqrt(3.0);
+  const double R[3][3] = {{2. / 3, -1. / 3, 2. / 3}, {2. / 3, 2. / 3, -1. / 3}, {-1. / 3, 2. / 3, 2. / 3}};
   for (int a : {1, 0, 2}) {
-    const double* p = r[a];
-    const double dot = u * (p[0] + p[1] + p[2]), cross[3] = {u * (p[2] - p[1]), u * (p[0] - p[2]), u * (p[1] - p[0])};
+    double p[3];
+    for (int i = 0; i < 3; ++i) p[i] = R[i][0] * r[a][0] + R[i][1] * r[a][1] + R[i][2] * r[a][2] + 3.5 - i;
     char line[128];
-    std::snprintf(line, sizeof line, "%s %.17g %.17g %.17g\n", symbol[a].c_str(),
-                  p[0] * c + cross[0] * s + u * dot * (1 - c) + 3.5, p[1] * c + cross[1] * s + u * dot * (1 - c) - 1.25,
-                  p[2] * c + cross[2] * s + u * dot * (1 - c) + 0.5);
+    std::snprintf(line, sizeof line, "%s %.17g %.17g %.17g\n", symbol[a].c_str(), p[0], p[1], p[2]);
     moved += line;
   }
   freq_run turned(moved);
