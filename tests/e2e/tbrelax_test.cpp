@@ -122,17 +122,6 @@ TEST(Tbrelax, MissingInputIsCreatedEmptyAndFailsOnLineOne) {
   EXPECT_TRUE(std::filesystem::exists(dir / "input.xyz"));
 }
 
-TEST(Tbrelax, LongerOldReportIsCut) {
-  temp_dir dir;
-  write_text(dir / "input.xyz", water_input);
-  write_text(dir / "output.xyz", std::string(10000, '#') + "\n");
-  auto result = testing::run_program(testing::built_program("tbrelax"), {}, dir.path(), "\n");
-  EXPECT_EQ(result.status, 0);
-  const std::string out = read_text(dir / "output.xyz");
-  EXPECT_EQ(out.find('#'), std::string::npos);
-  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 8);
-}
-
 TEST(Tbrelax, UnwritableReportIsAFatalError) {
   temp_dir dir;
   write_text(dir / "input.xyz", water_input);

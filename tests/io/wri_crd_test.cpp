@@ -67,18 +67,6 @@ TEST(WriCrd, CutsALongerOldFileAndRewritesTheSame) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);  // no leftovers
 }
 
-TEST(WriCrd, UnwritableTargetIsAnIoError) {
-  temp_dir dir;
-  std::filesystem::create_directory(dir / "output.xyz");
-  try {
-    wri_crd(water(), -20.0, (dir / "output.xyz").string());
-    FAIL();
-  } catch (const io_error& e) {
-    EXPECT_EQ(e.where().file, (dir / "output.xyz").string());
-    EXPECT_EQ(std::string(e.what()), "cannot write: Is a directory");
-  }
-}
-
 TEST(WriCrd, ReadOnlyDirectoryIsAnIoError) {
   if (::geteuid() == 0) GTEST_SKIP() << "permissions do not bind the superuser";
   temp_dir dir;
