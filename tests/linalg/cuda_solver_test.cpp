@@ -119,19 +119,30 @@ TEST(CudaFallback, DefaultSolverRepeatsTheCpuOnSmallMolecules) {
   }
 }
 
-TEST(CudaFallback, WithoutDeviceEverySizeGoesToTheCpu) {
-  if (cuda_device_problem().empty()) GTEST_SKIP() << "a usable CUDA device is present";
-  cuda_dispatch_solver solver(make_own_solver(), 0);
+// The dispatcher sends problems from its threshold up to a usable device, and every other one,
+// and all of them without a device, to its CPU solver, bit for bit.
+TEST(CudaFallback, DispatcherSendsSizesFromItsThresholdToAUsableDevice) {
+  const bool device = cuda_device_problem().empty();
+  cuda_dispatch_solver solver(make_own_solver(), 20);
   auto own = make_own_solver();
-  for (int n : {5, 30}) {
-    const auto p = random_problem(n, 11 + n, {-0.02});
+  for (int n : {19, 20, 8, 30}) {
+    const auto p = random_problem(n, 7 * n, {-0.02});
     electronic_result a, b;
     solver.solve(p.H, p.S, n + 1, a);
     own->solve(p.H, p.S, n + 1, b);
-    EXPECT_FALSE(solver.last_solve_on_gpu());
-    expect_identical(a, b);
+    const bool on_gpu = device && n >= 20;
+    EXPECT_EQ(solver.last_solve_on_gpu(), on_gpu) << n;
+    if (on_gpu) {
+      expect_close(a, b);
+    } else {
+      expect_identical(a, b);
+    }
   }
-  EXPECT_EQ(solver.gpu_problem().rfind("no usable CUDA device: ", 0), 0u) << solver.gpu_problem();
+  if (device) {
+    EXPECT_EQ(solver.gpu_problem(), "");
+  } else {
+    EXPECT_TRUE(solver.gpu_problem().starts_with("no usable CUDA device: ")) << solver.gpu_problem();
+  }
 }
 
 // ---- With a device ----
@@ -163,15 +174,7 @@ TEST(CudaSolver, MatchesTheCpuOnGeneralisedProblems) {
 // highest occupied level is not degenerate (else the density depends on the eigenvectors chosen).
 TEST(CudaSolver, EnergyAndForcesMatchTheCpu) {
   SKIP_WITHOUT_DEVICE();
-  std::vector<testing::atom> alkane;  // a zigzag C12H26 chain
-  for (int k = 0; k < 12; ++k) {
-    const double x = 1.26 * k, z = (k % 2) ? 0.44 : -0.44, side = (k % 2) ? 1 : -1;
-    alkane.push_back({'C', {x, 0, z}});
-    alkane.push_back({'H', {x, 0.89, z + side * 0.63}});
-    alkane.push_back({'H', {x, -0.89, z + side * 0.63}});
-  }
-  alkane.push_back({'H', {-1.0, 0, -0.8}});
-  alkane.push_back({'H', {1.26 * 11 + 1.0, 0, 0.8}});
+  const auto alkane = testing::atoms_of(bench::alkane(12));
   for (const auto& atoms : {testing::water_atoms(), testing::formaldehyde_atoms(), testing::hcn_atoms(),
                             testing::bent_n2o_atoms(), alkane}) {
     common_var a = molecule(atoms), b = a;
@@ -188,25 +191,6 @@ TEST(CudaSolver, EnergyAndForcesMatchTheCpu) {
     }
     EXPECT_EQ(gpu.screen.str(), cpu.screen.str());
   }
-}
-
-TEST(CudaSolver, DispatcherTurnsToTheGpuAtItsThreshold) {
-  SKIP_WITHOUT_DEVICE();
-  cuda_dispatch_solver solver(make_own_solver(), 20);
-  auto own = make_own_solver();
-  for (int n : {19, 20, 8}) {
-    const auto p = random_problem(n, 7 * n);
-    electronic_result a, b;
-    solver.solve(p.H, p.S, n, a);
-    own->solve(p.H, p.S, n, b);
-    EXPECT_EQ(solver.last_solve_on_gpu(), n >= 20) << n;
-    if (n < 20) {
-      expect_identical(a, b);
-    } else {
-      expect_close(a, b);
-    }
-  }
-  EXPECT_EQ(solver.gpu_problem(), "");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 #pragma once
-// Matrices and measures shared by the eigensolver tests.
+// Matrices, measures and molecules shared by the linear algebra tests.
 
 #include <algorithm>
 #include <cmath>
@@ -8,7 +8,9 @@
 #include <random>
 #include <vector>
 
+#include "bench/molecules.hpp"
 #include "linalg/matrix.hpp"
+#include "support/molecules.hpp"
 
 namespace tbrelax::testing {
 
@@ -102,6 +104,13 @@ inline generalised_problem problem_with_overlap_spectrum(const std::vector<doubl
   for (int j = 0; j < n; ++j)
     for (int i = 0; i < j; ++i) p.S(i, j) = p.S(j, i);
   return p;
+}
+
+// A molecule of the benchmark's families as the tests' atoms.
+inline std::vector<atom> atoms_of(const bench::molecule_spec& m) {
+  std::vector<atom> atoms;
+  for (std::size_t a = 0; a < m.types.size(); ++a) atoms.push_back({m.types[a] == 1 ? 'H' : 'C', m.positions[a]});
+  return atoms;
 }
 
 // Bitwise equality, so that NaNs and signed zeros count too.

@@ -12,9 +12,9 @@
 #include <omp.h>
 #endif
 
-#include "bench/molecules.hpp"
 #include "linalg/canonical_orthogonalisation.hpp"
 #include "linalg/densities.hpp"
+#include "linalg/eigen_test_support.hpp"
 #include "support/molecules.hpp"
 #include "tb/assembly.hpp"
 
@@ -37,12 +37,6 @@ class canonical_reference final : public electronic_solver {
  private:
   matrix C_;
 };
-
-std::vector<atom> atoms_of(const bench::molecule_spec& m) {
-  std::vector<atom> atoms;
-  for (std::size_t a = 0; a < m.types.size(); ++a) atoms.push_back({m.types[a] == 1 ? 'H' : 'C', m.positions[a]});
-  return atoms;
-}
 
 std::vector<atom> distorted(std::vector<atom> atoms) {
   for (std::size_t a = 0; a < atoms.size(); ++a)
@@ -73,8 +67,8 @@ std::vector<molecule_case> molecules() {
           {"benzene", testing::benzene_atoms()},
           {"distorted benzene", distorted(testing::benzene_atoms())},
           {"cyclopentadienyl", cyclopentadienyl, true},
-          {"C20H42", atoms_of(bench::alkane(20))},
-          {"C258H42 flake", atoms_of(bench::molecule_near("flake", 1100))}};
+          {"C20H42", testing::atoms_of(bench::alkane(20))},
+          {"C258H42 flake", testing::atoms_of(bench::molecule_near("flake", 1100))}};
 }
 
 struct evaluation {
@@ -113,7 +107,7 @@ TEST(ElectronicRoutes, CholeskyRouteRepeatsTheCanonicalEvaluation) {
 
 #ifdef _OPENMP
 TEST(ElectronicRoutes, OwnSolverDoesNotDependOnTheThreadCount) {
-  const common_var c = testing::molecule(atoms_of(bench::molecule_near("flake", 400)));
+  const common_var c = testing::molecule(testing::atoms_of(bench::molecule_near("flake", 400)));
   const testing::test_model m;
   matrix S(c.wfunc_count), H(c.wfunc_count);
   assemble_overlap(all_atoms, c, m.par, S);

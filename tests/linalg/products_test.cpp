@@ -113,14 +113,6 @@ TEST(Products, PackedProductHandlesEveryOperandLayout) {
     }
 }
 
-TEST(Products, RealProductsAgreeWithExtendedPrecisionToRounding) {
-  const int n = 333;
-  const matrix a = filled(n, n, 12, false), b = filled(n, n, 13, false);
-  matrix c;
-  multiply(a, b, c);
-  EXPECT_LT(testing::max_difference(c, naive_product(a, b)), 1e-13);
-}
-
 #ifdef _OPENMP
 // Each element is summed in the same order whatever the thread count.
 TEST(Products, ResultsDoNotDependOnTheThreadCount) {
