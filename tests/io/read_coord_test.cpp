@@ -186,26 +186,5 @@ TEST(ReadCoord, EndOfKeyboardDuringAPauseIsFatal) {
   EXPECT_EQ(r.where.file, "standard input");
 }
 
-TEST(ReadCoord, MissingFileIsCreatedEmptyAndFailsOnLineOne) {
-  temp_dir dir;
-  scoped_cwd cwd(dir.path());
-  std::ostringstream screen;
-  std::istringstream keyboard;
-  console con(screen, keyboard);
-  common_var c;
-  try {
-    read_coord(c, con);
-    FAIL();
-  } catch (const io_error& e) {
-    EXPECT_EQ(e.where().line, 1);
-  }
-  EXPECT_TRUE(std::filesystem::exists(dir / "input.xyz"));
-  EXPECT_EQ(std::filesystem::file_size(dir / "input.xyz"), 0u);
-  // A batch reader does not create it.
-  std::filesystem::remove(dir / "input.xyz");
-  EXPECT_THROW(read_coord(c, con, {.path = "input.xyz", .create_if_missing = false}), io_error);
-  EXPECT_FALSE(std::filesystem::exists(dir / "input.xyz"));
-}
-
 }  // namespace
 }  // namespace tbrelax
