@@ -87,8 +87,6 @@ TEST(ReadCoord, LayoutsCountsAndTheirScreens) {
   for (const outcome& o : std::vector<outcome>{
            {"5\nm\nC 0 0 0\nH 1 0 0\nH 0 1 0\nH 0 0 1\nH 1 1 1\n", 0, " Coordinates", "k1\nk2\nk3\nk4\n",
             {2, 1, 1, 1, 1}, 8, 8, "m" + std::string(49, ' ')},
-           {"4\na\nN 0 0 0\nH 1 0 0\nH 0 1 0\nH 0 0 1\n", 0, " Coordinates", "k1\nk2\nk3\nk4\n", {3, 1, 1, 1}, 7, 8},
-           {"1\nn\nN 0 0 0\n", 0, " Coordinates", "k1\nk2\nk3\nk4\n", {3}, 4, 5},
            {"0\nnothing\n", 0, " Coordinates", "k1\nk2\nk3\nk4\n", {}, 0, 0},
            // Titles are one field or a quoted string, at most 50 characters.
            {"1\nwater molecule\nH 0 0 0\n", 0, " Coordinates", "k1\nk2\nk3\nk4\n", {1}, 1, 1, "water" + pad45},
