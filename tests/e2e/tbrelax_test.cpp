@@ -98,22 +98,6 @@ TEST(Tbrelax, RunsEndWithTheirScreenErrorsAndReport) {
   }
 }
 
-// Two atoms pushed 1e-8 angstrom together make S indefinite: the first evaluation reports its
-// two negative overlap eigenvalues, each with its pause, and the run goes on to the end.
-TEST(Tbrelax, CrushedAtomsReportNegativeOverlapEigenvalues) {
-  run r("2\nNO\nN 0 0 0\nO 1e-8 0 0\n", std::string(40, '\n'));
-  EXPECT_EQ(r.result.status, 0) << r.result.err;
-  EXPECT_TRUE(r.result.out.starts_with(" Coordinates have read successfully\n NO" + std::string(48, ' ') +
-                                       "\n  Number of atoms is:            2\n"
-                                       " H:            0        C:            0\n"
-                                       " N:            1        O:            1\n"
-                                       " geometry optimization...\n"
-                                       "  Error S<0.           1  -1.6718919113289576E-01\n"
-                                       "  Error S<0.           2  -1.6718919113289576E-01\n"))
-      << r.result.out;
-  EXPECT_TRUE(r.result.out.ends_with(closing));
-}
-
 TEST(Tbrelax, MissingInputIsCreatedEmptyAndFailsOnLineOne) {
   temp_dir dir;
   auto result = testing::run_program(testing::built_program("tbrelax"), {}, dir.path(), "\n");
