@@ -1,16 +1,13 @@
-// The kernels of the Cholesky route: the factor and its solves, the standard form, the
-// reflectors applied by blocks, and the test that decides whether the factor is trusted.
+// The kernels of the Cholesky route: the factor and its solves, the standard form, and the
+// test that decides whether the factor is trusted.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-#include <random>
 
-#include "linalg/eigen_detail.hpp"
 #include "linalg/eigen_test_support.hpp"
 #include "linalg/overlap_definiteness.hpp"
-#include "linalg/reflector_transform.hpp"
 #include "linalg/standard_form.hpp"
 #include "linalg/triangular.hpp"
 
@@ -94,22 +91,6 @@ TEST(Cholesky, StopsAtTheFirstPivotThatIsNotPositive) {
     EXPECT_FALSE(pivots[70] > 0);
     EXPECT_GT(pivots[69], 0.5);
   }
-}
-
-// The reflectors applied by blocks to the identity's columns give the accumulated Q.
-TEST(ReflectorTransform, AgreesWithTheAccumulatedTransformation) {
-  const int n = 230, columns = 77;
-  matrix v = random_symmetric(n, 21);
-  std::vector<double> h(n), e(n);
-  eigen_workspace workspace;
-  eigen_detail::householder_reduce(n, n, h.data(), e.data(), v.data(), workspace);
-  matrix Q = v, Z(n, columns);
-  std::vector<double> diagonal = h, work;
-  eigen_detail::accumulate_reflectors(n, n, diagonal.data(), Q.data(), workspace);
-  for (int j = 0; j < columns; ++j) Z(j, j) = 1.0;
-  apply_reflectors_to_columns(n, v.data(), n, h.data(), Z.data(), n, columns, work);
-  for (int j = 0; j < columns; ++j)
-    for (int i = 0; i < n; ++i) ASSERT_NEAR(Z(i, j), Q(i, j), 1e-14) << i << ", " << j;
 }
 
 TEST(OverlapDefiniteness, NormEstimateIsALowerBoundWithinAFactorOfThree) {
