@@ -29,9 +29,6 @@ TEST(Assembly, HydrogenMoleculeElements) {
   EXPECT_NEAR(m.H(0, 1), -11.4545960143, 1e-9);
   EXPECT_EQ(m.H(0, 0), -10.7);
   EXPECT_EQ(m.S(1, 0), m.S(0, 1));
-  auto r0 = assemble(molecule({{'H', {0, 0, 0}}, {'H', {0, 0, 0.75}}}), t.par);
-  EXPECT_NEAR(r0.S(0, 1), 0.6295854447, 1e-10);
-  EXPECT_NEAR(r0.H(0, 1), -11.3174279531, 1e-9);
 }
 
 TEST(Assembly, SingleAtomsAreTheirOnSiteBlocks) {
