@@ -6,10 +6,6 @@
 #include <random>
 #include <vector>
 
-#ifdef _OPENMP
-#include <omp.h>
-#endif
-
 #include "linalg/eigen_test_support.hpp"
 #include "linalg/packed_gemm.hpp"
 
@@ -112,27 +108,6 @@ TEST(Products, PackedProductHandlesEveryOperandLayout) {
       }
     }
 }
-
-#ifdef _OPENMP
-// Each element is summed in the same order whatever the thread count.
-TEST(Products, ResultsDoNotDependOnTheThreadCount) {
-  const int n = 300;
-  const matrix a = filled(n, n, 14, false), b = filled(n, n, 15, false);
-  const std::vector<double> w(n / 2, 2.0);
-  const int threads = omp_get_max_threads();
-  matrix c[2], s[2], r[2];
-  for (int pass = 0; pass < 2; ++pass) {
-    omp_set_num_threads(pass == 0 ? 1 : std::max(2, threads));
-    multiply(a, b, c[pass]);
-    multiply_transposed_symmetric(a, b, s[pass]);
-    weighted_outer_sum(a, w, r[pass]);
-  }
-  omp_set_num_threads(threads);
-  EXPECT_EQ(c[0], c[1]);
-  EXPECT_EQ(s[0], s[1]);
-  EXPECT_EQ(r[0], r[1]);
-}
-#endif
 
 TEST(Products, MirrorCopiesTheUpperTriangleAcrossBlocks) {
   const int n = 130;
