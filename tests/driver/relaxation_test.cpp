@@ -68,21 +68,6 @@ TEST(Relaxation, CountsEvaluationsAndRepeatsTheFirstOne) {
   EXPECT_EQ(observer.ends.back(), r.E);
 }
 
-TEST(Relaxation, EachMoveIsStepTimesTheForceOfTheGeometryBeforeIt) {
-  test_model m;
-  common_var c = molecule({{'H', {0, 0, 0}}, {'H', {0.74, 0, 0}}});
-  common_var probe = c;
-  force(probe, m.model);  // the forces and restored coordinates of the input geometry
-  watching_solver solver(&c);
-  const energy_model model{m.par, solver, m.con};
-  recording_observer observer;
-  relax(c, m.drv, model, observer);
-  // Evaluations 1 and 2 are at the input geometry, the third after the first move.
-  EXPECT_EQ(solver.xs[1], solver.xs[0]);
-  EXPECT_EQ(solver.xs[2][1], probe.x[1] + 0.005 * probe.fx[1]);
-  EXPECT_GT(probe.fx[1], 0.17);  // pushed outward
-}
-
 TEST(Relaxation, NonFiniteEnergyStopsBeforeAnyAtomMoves) {
   test_model m;
   common_var c = molecule(testing::water_atoms());
