@@ -38,12 +38,6 @@ class canonical_reference final : public electronic_solver {
   matrix C_;
 };
 
-std::vector<atom> distorted(std::vector<atom> atoms) {
-  for (std::size_t a = 0; a < atoms.size(); ++a)
-    for (int k = 0; k < 3; ++k) atoms[a].r[k] += 0.04 * std::sin(1.7 * a + 2.3 * k + 0.5);
-  return atoms;
-}
-
 struct molecule_case {
   std::string name;
   std::vector<atom> atoms;
@@ -65,7 +59,6 @@ std::vector<molecule_case> molecules() {
           {"HCN", testing::hcn_atoms()},
           {"bent N2O", testing::bent_n2o_atoms()},
           {"benzene", testing::benzene_atoms()},
-          {"distorted benzene", distorted(testing::benzene_atoms())},
           {"cyclopentadienyl", cyclopentadienyl, true},
           {"C20H42", testing::atoms_of(bench::alkane(20))},
           {"C258H42 flake", testing::atoms_of(bench::molecule_near("flake", 1100))}};
