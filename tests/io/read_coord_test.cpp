@@ -49,13 +49,10 @@ read_outcome read_file(const std::string& content, const std::string& keys = "k1
 const std::string water = "3\nwater\nO 0.0 0.0 0.117\nH 0.0 0.757 -0.467\nH 0.0 -0.757 -0.467\n";
 const std::string pad45(45, ' ');
 
-TEST(ReadCoord, WaterFillsTheStateAndPrintsTheReport) {
+TEST(ReadCoord, WaterFillsTheState) {
   auto r = read_file(water);
   ASSERT_EQ(r.status, 0) << r.fault;
-  EXPECT_EQ(r.screen, " Coordinates have read successfully\n water" + pad45 + "\n" +
-                          "  Number of atoms is:            3\n"
-                          " H:            2        C:            0\n"
-                          " N:            0        O:            1\n");
+  // Its screen is checked in full on tbrelax's.
   EXPECT_EQ(r.unread_keys, "k1\nk2\nk3\nk4\n");  // no pause
   const common_var& c = r.c;
   EXPECT_EQ(c.at_count, 3);
