@@ -51,24 +51,6 @@ TEST(Products, TransposedProductOfSymmetricResultIsExactAndSymmetric) {
   }
 }
 
-TEST(Products, WeightedOuterSumIsExactForEveryOccupationPattern) {
-  // Doubly occupied, a singly occupied last orbital, and signed weights as in W.
-  const std::vector<std::vector<double>> weight_sets{{2}, {2, 2, 1}, {-6, 4, 2, -1, 3}};
-  for (int n : {1, 50, 201}) {
-    for (const std::vector<double>& w : weight_sets) {
-      const int m = static_cast<int>(w.size());
-      if (m > n) continue;
-      const matrix c = filled(n, n, 5);
-      matrix r = filled(n, n, 6, false);  // overwritten entirely
-      weighted_outer_sum(c, w, r);
-      matrix scaled(n, m), leading(n, m);
-      for (int k = 0; k < m; ++k)
-        for (int i = 0; i < n; ++i) scaled(i, k) = w[k] * (leading(i, k) = c(i, k));
-      EXPECT_EQ(r, naive_product(scaled, transposed(leading))) << n << " " << m;
-    }
-  }
-}
-
 TEST(Products, WeightedOuterSumOverNothingIsZeroAndWideTrianglesAreWhole) {
   matrix r = filled(9, 9, 7, false);
   weighted_outer_sum(filled(9, 9, 8), std::vector<double>{}, r);
