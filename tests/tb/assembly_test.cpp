@@ -31,19 +31,6 @@ TEST(Assembly, HydrogenMoleculeElements) {
   EXPECT_EQ(m.S(1, 0), m.S(0, 1));
 }
 
-TEST(Assembly, SingleAtomsAreTheirOnSiteBlocks) {
-  test_model t;
-  for (char symbol : {'C', 'N', 'O'}) {
-    auto m = assemble(molecule({{symbol, {1, 2, 3}}}), t.par);
-    const int e = symbol == 'C' ? 2 : symbol == 'N' ? 3 : 4;
-    for (int i = 0; i < 4; ++i)
-      for (int j = 0; j < 4; ++j) {
-        EXPECT_EQ(m.S(i, j), i == j ? 1.0 : 0.0);
-        EXPECT_EQ(m.H(i, j), i != j ? 0.0 : t.par.h(e, i == 0 ? 1 : 2));
-      }
-  }
-}
-
 TEST(Assembly, PairAlongXHasOnlySigmaAndPiCouplings) {
   test_model t;
   const double R = 1.3;
@@ -56,18 +43,6 @@ TEST(Assembly, PairAlongXHasOnlySigmaAndPiCouplings) {
   EXPECT_EQ(m.S(2, 6), in2p2ppi(R, 2, 4, t.par));
   EXPECT_EQ(m.S(3, 7), in2p2ppi(R, 2, 4, t.par));
   for (auto [i, j] : {std::pair{0, 6}, {0, 7}, {2, 4}, {3, 4}, {1, 6}, {2, 5}, {2, 7}, {3, 6}}) EXPECT_EQ(m.S(i, j), 0.0);
-}
-
-TEST(Assembly, OrderOfTheTwoAtomsDoesNotChangeAnOrbitalPair) {
-  test_model t;
-  const std::array<double, 3> h{0.2, -0.3, 0.4}, o{1.1, 0.5, -0.2};
-  auto ho = assemble(molecule({{'H', h}, {'O', o}}), t.par);
-  auto oh = assemble(molecule({{'O', o}, {'H', h}}), t.par);
-  for (int k = 0; k < 4; ++k) {
-    EXPECT_NEAR(ho.S(0, 1 + k), oh.S(k, 4), 1e-15);  // s_H with O's s, px, py, pz
-    EXPECT_NEAR(ho.H(0, 1 + k), oh.H(k, 4), 1e-14);
-  }
-  EXPECT_NE(ho.S(0, 2), 0.0);
 }
 
 TEST(Assembly, RestrictedAssemblyWithUnchangedCoordinatesIsBitIdentical) {
