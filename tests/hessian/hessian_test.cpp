@@ -84,14 +84,6 @@ TEST(Hessian, RowsSharedAmongSweepsGiveTheFullSweepToTheBit) {
   }
 }
 
-TEST(Hessian, SingleAtomHasNoRepulsiveCurvature) {
-  test_model m;
-  common_var c = molecule({{'N', {0.5, 0.5, 0.5}}});
-  hess_cre(c, m.model);
-  EXPECT_EQ(c.hesrep, std::vector<double>(9, 0.0));
-  for (double v : c.hess) EXPECT_NEAR(v, 0.0, 1e-6);
-}
-
 TEST(Hessian, PeriodicSeparationTakesTheShortestImage) {
   common_var c = molecule({{'H', {0.5, 1.0, 2.0}}, {'H', {24.5, 1.0, 2.0}}});
   c.perx = {25.05758, 0, 0};

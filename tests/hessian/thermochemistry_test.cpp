@@ -19,17 +19,6 @@ using testing::molecule;
 constexpr double T = 298.15;
 constexpr double kT = boltzmann_ev * T;
 
-TEST(Thermochemistry, AtomHasSackurTetrodeEntropyAndFiveHalvesKT) {
-  const common_var c = molecule({{'C', {1, 2, 3}}});
-  const thermochemistry t = compute_thermochemistry(c, -1.0, {}, false, {});
-  // Sackur-Tetrode for 12 amu at 298.15 K and 1 atm: 139.7369 J/(mol K).
-  EXPECT_NEAR(t.entropy * 1.602176634e-19 * 6.02214076e23, 139.7369, 1e-4);
-  EXPECT_NEAR(t.enthalpy, -1.0 + 2.5 * kT, 1e-15);
-  EXPECT_EQ(t.rotational.entropy, 0.0);
-  EXPECT_EQ(t.symmetry_number, 1);
-  EXPECT_NEAR(t.gibbs_energy, t.enthalpy - T * t.entropy, 1e-15);
-}
-
 TEST(Thermochemistry, RotorEnthalpyAndModeBookkeeping) {
   // H - E: 5/2 kT of translation plus kT (linear) or 3/2 kT (non-linear) of rotation, the
   // zero-point energy and the thermal energy of the real modes; an imaginary mode counts nowhere.
