@@ -91,14 +91,5 @@ TEST(Products, PackedProductHandlesEveryOperandLayout) {
     }
 }
 
-TEST(Products, MirrorCopiesTheUpperTriangleAcrossBlocks) {
-  const int n = 130;
-  const matrix original = filled(n, n, 16, false);
-  matrix m = original;
-  mirror_upper_to_lower(m);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i) ASSERT_EQ(m(i, j), i <= j ? original(i, j) : original(j, i)) << i << " " << j;
-}
-
 }  // namespace
 }  // namespace tbrelax
