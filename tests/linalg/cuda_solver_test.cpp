@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "bench/molecules.hpp"
 #include "linalg/backends/cuda/cuda_solver.hpp"
 #include "linalg/eigen_test_support.hpp"
 #include "support/molecules.hpp"

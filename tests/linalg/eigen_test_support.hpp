@@ -8,7 +8,6 @@
 #include <random>
 #include <vector>
 
-#include "bench/molecules.hpp"
 #include "linalg/matrix.hpp"
 #include "support/molecules.hpp"
 
@@ -107,7 +106,8 @@ inline generalised_problem problem_with_overlap_spectrum(const std::vector<doubl
 }
 
 // A molecule of the benchmark's families as the tests' atoms.
-inline std::vector<atom> atoms_of(const bench::molecule_spec& m) {
+template <class BenchMolecule>
+std::vector<atom> atoms_of(const BenchMolecule& m) {
   std::vector<atom> atoms;
   for (std::size_t a = 0; a < m.types.size(); ++a) atoms.push_back({m.types[a] == 1 ? 'H' : 'C', m.positions[a]});
   return atoms;

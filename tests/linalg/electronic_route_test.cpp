@@ -12,6 +12,7 @@
 #include <omp.h>
 #endif
 
+#include "bench/molecules.hpp"
 #include "linalg/canonical_orthogonalisation.hpp"
 #include "linalg/densities.hpp"
 #include "linalg/eigen_test_support.hpp"
