@@ -1,16 +1,12 @@
-"""Evaluations on four threads at once, Ctrl-C during a long call, and a molecule too large for
-the memory the process may use."""
+"""Ctrl-C during a long call, and a molecule too large for the memory the process may use.
+Evaluations beside other threads are checked with the module's own tests."""
 
 import os
 import subprocess
 import sys
 import textwrap
-import threading
 
 import numpy as np
-
-import tbrelax
-from conftest import EXAMPLES, WATER_POSITIONS, WATER_SYMBOLS
 
 
 def alkane(carbons: int) -> tuple[list[str], np.ndarray]:
@@ -28,32 +24,6 @@ def alkane(carbons: int) -> tuple[list[str], np.ndarray]:
 def run_python(script: str) -> subprocess.CompletedProcess:
     return subprocess.run([sys.executable, "-c", textwrap.dedent(script)], capture_output=True, text=True,
                           timeout=120, env=dict(os.environ, PYTHONPATH=os.pathsep.join(sys.path)))
-
-
-def test_four_threads_get_the_serial_results():
-    # Basis sizes 6, 30, 122 and 182: the larger two run the eigensolver's helper threads too.
-    benzene = tbrelax.read_xyz(EXAMPLES / "benzene" / "input.xyz")
-    molecules = [(WATER_SYMBOLS, WATER_POSITIONS), (benzene.symbols, benzene.positions), alkane(20), alkane(30)]
-    serial = [tbrelax.evaluate(*m) for m in molecules]
-    start = threading.Barrier(len(molecules))
-    results = [[] for _ in molecules]
-
-    def work(i):
-        start.wait()
-        for _ in range(3):
-            results[i].append(tbrelax.evaluate(*molecules[i]))
-
-    threads = [threading.Thread(target=work, args=(i,)) for i in range(len(molecules))]
-    for t in threads:
-        t.start()
-    for t in threads:
-        t.join()
-    for alone, together in zip(serial, results):
-        assert len(together) == 3
-        for got in together:
-            assert got.energy == alone.energy
-            np.testing.assert_array_equal(got.forces, alone.forces)
-            np.testing.assert_array_equal(got.orbital_energies, alone.orbital_energies)
 
 
 def test_ctrl_c_stops_a_long_hessian_within_about_one_evaluation():

@@ -73,7 +73,6 @@ INSTANTIATE_TEST_SUITE_P(
     Programs, MemoryLimit,
     ::testing::Values(
         memory_case{"Tbrelax", {}, "needs 10.2 GiB for 12000 basis functions", {"output.xyz"}},
-        memory_case{"TbcalcEnergy", {"energy", "input.xyz"}, "needs 10.2 GiB for 12000 basis functions", {}},
         memory_case{"TbcalcFreqCountsTheHessian",
                     {"freq", "--molden", "modes.molden", "input.xyz"},
                     "needs 15.0 GiB for 12000 basis functions and the Hessian of 3000 atoms",

@@ -7,7 +7,6 @@
 
 #include "hessian/symmetry_number.hpp"
 #include "hessian/vibrations.hpp"
-#include "state/errors.hpp"
 #include "support/molecules.hpp"
 
 namespace tbrelax {
@@ -18,17 +17,6 @@ using testing::molecule;
 
 constexpr double T = 298.15;
 constexpr double kT = boltzmann_ev * T;
-
-TEST(Thermochemistry, AtomHasSackurTetrodeEntropyAndFiveHalvesKT) {
-  const common_var c = molecule({{'C', {1, 2, 3}}});
-  const thermochemistry t = compute_thermochemistry(c, -1.0, {}, false, {});
-  // Sackur-Tetrode for 12 amu at 298.15 K and 1 atm: 139.7369 J/(mol K).
-  EXPECT_NEAR(t.entropy * 1.602176634e-19 * 6.02214076e23, 139.7369, 1e-4);
-  EXPECT_NEAR(t.enthalpy, -1.0 + 2.5 * kT, 1e-15);
-  EXPECT_EQ(t.rotational.entropy, 0.0);
-  EXPECT_EQ(t.symmetry_number, 1);
-  EXPECT_NEAR(t.gibbs_energy, t.enthalpy - T * t.entropy, 1e-15);
-}
 
 TEST(Thermochemistry, RotorEnthalpyAndModeBookkeeping) {
   // H - E: 5/2 kT of translation plus kT (linear) or 3/2 kT (non-linear) of rotation, the
@@ -60,18 +48,6 @@ TEST(Thermochemistry, SoftModesLeanTowardsAFreeRotor) {
   EXPECT_NEAR(mode_entropy(2000.0, T, 100.0) / mode_entropy(2000.0, T, 0.0), 1.0, 1e-3);
   for (const double nu : {1e-7, 1e-8}) EXPECT_NEAR(mode_entropy(nu, T, 100.0) / boltzmann_ev, 5.52717, 1e-5);
   EXPECT_GT(mode_entropy(1e-7, T, 0.0) / boltzmann_ev, 20.0);
-}
-
-TEST(Thermochemistry, RadicalsGainKLnTwoAndBadConditionsAreRejected) {
-  const common_var no = molecule({{'N', {0, 0, 0}}, {'O', {0, 0, 1.15}}});
-  const thermochemistry t = compute_thermochemistry(no, 0.0, {1900.0}, true, {});
-  EXPECT_EQ(t.multiplicity, 2);
-  EXPECT_NEAR(t.electronic.entropy, boltzmann_ev * std::log(2.0), 1e-18);
-  thermo_conditions bad[3];
-  bad[0].temperature = 0;
-  bad[1].pressure = -1;
-  bad[2].symmetry_number = 0;
-  for (const thermo_conditions& b : bad) EXPECT_THROW(compute_thermochemistry(no, 0.0, {}, true, b), input_rejected);
 }
 
 TEST(SymmetryNumber, FoundFromTheGeometry) {

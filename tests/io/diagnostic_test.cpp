@@ -5,15 +5,7 @@
 namespace tbrelax {
 namespace {
 
-TEST(Diagnostic, PointsAtTheFieldWithACaret) {
-  const io_error e("'abc' is not a real number",
-                   {.file = "input.xyz", .line = 4, .column = 11, .length = 3, .line_text = "H   0.0   abc   1.0"});
-  EXPECT_EQ(format_diagnostic("tbrelax", e),
-            "tbrelax: input.xyz:4:11: error: 'abc' is not a real number\n"
-            "    4 | H   0.0   abc   1.0\n"
-            "      |           ^~~\n");
-}
-
+// The plain caret under a field is checked on the programs' standard error.
 TEST(Diagnostic, TabsStayInThePaddingSoTheCaretLinesUp) {
   const io_error e("'x' is not a real number",
                    {.file = "a.xyz", .line = 3, .column = 4, .length = 1, .line_text = "H\t1\tx"});

@@ -9,32 +9,6 @@ namespace {
 
 free_reader reader_of(std::vector<std::string> lines) { return free_reader("f.xyz", std::move(lines)); }
 
-TEST(FreeReader, SeparatorsAreBlanksTabsAndCommas) {
-  auto r = reader_of({"H,0.5 ,\t-1.25e1 ,  3d0 extra fields", "C 1 2 3"});
-  r.begin_read();
-  EXPECT_EQ(r.next_text(1), "H");
-  EXPECT_EQ(r.next_real(), 0.5);
-  EXPECT_EQ(r.next_real(), -12.5);
-  EXPECT_EQ(r.next_real(), 3.0);
-  r.begin_read();  // the rest of the last line is ignored
-  EXPECT_EQ(r.next_text(1), "C");
-}
-
-TEST(FreeReader, ReadContinuesOverLineEndsAndSkipsBlankLines) {
-  auto r = reader_of({"H 1.0", "", "   ", "2.0 3.0 4.0", "O 5 6 7"});
-  r.begin_read();
-  EXPECT_EQ(r.next_text(1), "H");
-  EXPECT_EQ(r.next_real(), 1.0);
-  EXPECT_EQ(r.next_real(), 2.0);
-  EXPECT_EQ(r.next_real(), 3.0);
-  r.begin_read();
-  EXPECT_EQ(r.next_text(1), "O");
-  EXPECT_EQ(r.last_field().line, 5);
-  r.begin_read();
-  EXPECT_EQ(r.next_text(1), std::nullopt);
-  EXPECT_EQ(r.end_of_file().line, 6);
-}
-
 TEST(FreeReader, TextIsOneFieldOrAQuotedStringCutOrPadded) {
   auto r = reader_of({"water molecule", "'water molecule' x", "\"it's\"", "'say ''hi'''", "Cl12 1 2 3"});
   r.begin_read();

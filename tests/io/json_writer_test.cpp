@@ -20,18 +20,6 @@ TEST(JsonWriter, NestedDocumentLayout) {
             "  \"rows\": [\n    [1.5, 2],\n    {\n      \"a\": 3\n    }\n  ]\n}\n");
 }
 
-TEST(JsonWriter, DocumentsNestAsIfWrittenInPlace) {
-  json_writer inner;
-  inner.begin_object().key("status").value(0).key("file").value("a\nb.xyz").key("r").numbers({1, 2}).end_object();
-  json_writer nested, direct;
-  nested.begin_object().key("files").begin_array().document(inner.str()).document(inner.str()).end_array().end_object();
-  direct.begin_object().key("files").begin_array();
-  for (int k = 0; k < 2; ++k)
-    direct.begin_object().key("status").value(0).key("file").value("a\nb.xyz").key("r").numbers({1, 2}).end_object();
-  direct.end_array().end_object();
-  EXPECT_EQ(nested.str(), direct.str());
-}
-
 TEST(JsonWriter, NumbersReadBackExactlyAndNonFiniteOnesBecomeNull) {
   for (const double v : {0.1, -8.6857502275412202, 1.0 / 3.0, 6.02214076e23, 5e-324}) {
     json_writer json;

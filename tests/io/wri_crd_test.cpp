@@ -2,13 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <sstream>
 
-#include <unistd.h>
-
-#include "io/console.hpp"
-#include "io/read_coord.hpp"
 #include "state/errors.hpp"
 #include "support/test_support.hpp"
 
@@ -65,58 +59,6 @@ TEST(WriCrd, CutsALongerOldFileAndRewritesTheSame) {
   wri_crd(water(), -20.0, path.string());
   EXPECT_EQ(read_text(path), first);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);  // no leftovers
-}
-
-TEST(WriCrd, UnwritableTargetIsAnIoError) {
-  temp_dir dir;
-  std::filesystem::create_directory(dir / "output.xyz");
-  try {
-    wri_crd(water(), -20.0, (dir / "output.xyz").string());
-    FAIL();
-  } catch (const io_error& e) {
-    EXPECT_EQ(e.where().file, (dir / "output.xyz").string());
-    EXPECT_EQ(std::string(e.what()), "cannot write: Is a directory");
-  }
-}
-
-TEST(WriCrd, ReadOnlyDirectoryIsAnIoError) {
-  if (::geteuid() == 0) GTEST_SKIP() << "permissions do not bind the superuser";
-  temp_dir dir;
-  std::filesystem::permissions(dir.path(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-  try {
-    wri_crd(water(), -20.0, (dir / "output.xyz").string());
-    ADD_FAILURE() << "the report was written into a read-only directory";
-  } catch (const io_error& e) {
-    EXPECT_EQ(std::string(e.what()), "cannot write: Permission denied");
-  }
-  std::filesystem::permissions(dir.path(), std::filesystem::perms::owner_all);
-}
-
-TEST(WriCrd, AtomLinesReadBackAsTheSameAtoms) {
-  temp_dir dir;
-  testing::scoped_cwd cwd(dir.path());
-  common_var c = water();
-  c.x[1] = 123.456789123;
-  c.z[2] = -1e-9;
-  const std::string report = report_text(c, -8.0);
-  // The first N + 2 lines alone are a structure file.
-  std::size_t end = 0;
-  for (int k = 0; k < 5; ++k) end = report.find('\n', end) + 1;
-  testing::write_text(dir / "input.xyz", report.substr(0, end));
-  std::ostringstream screen;
-  std::istringstream keys;
-  console con(screen, keys);
-  common_var back;
-  read_coord(back, con);
-  EXPECT_EQ(back.at_type, c.at_type);
-  EXPECT_EQ(back.sssss, c.sssss);
-  EXPECT_EQ(back.x[1], 123.45678912);
-  EXPECT_EQ(back.z[2], 0.0);
-  EXPECT_TRUE(std::signbit(back.z[2]));
-  // The whole file does not: the O of "Optimized" reads as oxygen, then a word is no number.
-  testing::write_text(dir / "input.xyz", report);
-  common_var whole;
-  EXPECT_THROW(read_coord(whole, con), io_error);
 }
 
 // From 1e9 angstrom on a negative coordinate fills all 20 columns and runs into the field before

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-#include "io/read_coord.hpp"
 #include "support/molecules.hpp"
 #include "support/run_program.hpp"
 #include "support/test_support.hpp"
@@ -28,21 +25,6 @@ TEST(XyzTrajectory, FrameLayoutWithShortestExactCoordinates) {
             "H -1.0535970066360958e-06      0.8105705595648944                    12.0\n");
   c.sssss = std::string(title_length, ' ');
   EXPECT_EQ(quoted_title(c), "");
-}
-
-TEST(XyzTrajectory, StructureReaderGetsTheSameDoublesBack) {
-  temp_dir dir;
-  const common_var c = molecule({{'C', {1.0 / 3.0, -2e-9, 1e5 + 0.1}}, {'N', {0.1 + 0.2, 7.0, -0.0625}}});
-  testing::write_text(dir / "f.xyz", xyz_frame(c, {}));
-  common_var back;
-  std::ostringstream screen;
-  std::istringstream keys;
-  console con(screen, keys, false);
-  read_coord(back, con, {(dir / "f.xyz").string(), false});
-  EXPECT_EQ(back.x, c.x);
-  EXPECT_EQ(back.y, c.y);
-  EXPECT_EQ(back.z, c.z);
-  EXPECT_EQ(back.at_type, c.at_type);
 }
 
 TEST(XyzTrajectory, FramesAccumulateInTheFileThatAseReads) {

@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <random>
 
+#include "bench/molecules.hpp"
 #include "linalg/backends/cuda/cuda_solver.hpp"
+#include "linalg/eigen_test_support.hpp"
 #include "support/molecules.hpp"
 
 namespace tbrelax {
@@ -31,91 +31,34 @@ std::string cpu_solver_name() {
   return std::find(names.begin(), names.end(), "lapack") != names.end() ? "lapack" : "own";
 }
 
-// A generalised problem with a known overlap spectrum: S = Q diag(s) Q^T for a random orthogonal
-// Q (Gram-Schmidt twice), H random symmetric.
-struct problem {
-  matrix H, S;
-};
-
-problem random_problem(int n, std::uint64_t seed, const std::vector<double>& negative_overlaps = {}) {
-  std::mt19937_64 rng(seed);
-  std::uniform_real_distribution<double> u(-1.0, 1.0);
-  matrix Q(n);
-  for (int j = 0; j < n; ++j) {
-    for (int i = 0; i < n; ++i) Q(i, j) = u(rng);
-    for (int pass = 0; pass < 2; ++pass)
-      for (int k = 0; k < j; ++k) {
-        double d = 0;
-        for (int i = 0; i < n; ++i) d += Q(i, k) * Q(i, j);
-        for (int i = 0; i < n; ++i) Q(i, j) -= d * Q(i, k);
-      }
-    double norm = 0;
-    for (int i = 0; i < n; ++i) norm += Q(i, j) * Q(i, j);
-    for (int i = 0; i < n; ++i) Q(i, j) /= std::sqrt(norm);
-  }
-  std::vector<double> s(n);
-  for (int k = 0; k < n; ++k) s[k] = k < int(negative_overlaps.size()) ? negative_overlaps[k] : 0.3 + 1.7 * (u(rng) + 1) / 2;
-  problem p{matrix(n), matrix(n)};
-  for (int j = 0; j < n; ++j)
-    for (int i = j; i < n; ++i) {
-      double v = 0;
-      for (int k = 0; k < n; ++k) v += Q(i, k) * s[k] * Q(j, k);
-      p.S(i, j) = p.S(j, i) = v;
-      p.H(i, j) = p.H(j, i) = 10 * u(rng);
-    }
-  return p;
+// Overlap eigenvalues: the given negative ones, then positive ones spread over [0.3, 2).
+testing::generalised_problem random_problem(int n, std::uint64_t seed, std::vector<double> spectrum = {}) {
+  for (int k = int(spectrum.size()); k < n; ++k) spectrum.push_back(0.3 + 1.7 * k / n);
+  return testing::problem_with_overlap_spectrum(spectrum, seed);
 }
 
-// max |a - b| over the largest magnitude in b (at least 1).
-double relative_difference(const double* a, const double* b, std::size_t count) {
-  double worst = 0, scale = 1;
-  for (std::size_t i = 0; i < count; ++i) {
-    worst = std::max(worst, std::abs(a[i] - b[i]));
-    scale = std::max(scale, std::abs(b[i]));
-  }
-  return worst / scale;
-}
-
-bool same_bits(const std::vector<double>& a, const std::vector<double>& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
-}
-
-bool same_bits(const matrix& a, const matrix& b) {
-  return a.rows() == b.rows() && a.cols() == b.cols() &&
-         std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
-}
-
-void expect_identical(const electronic_result& a, const electronic_result& b) {
-  EXPECT_TRUE(same_bits(a.eps, b.eps));
-  EXPECT_TRUE(same_bits(a.P, b.P));
-  EXPECT_TRUE(same_bits(a.W, b.W));
-  ASSERT_EQ(a.negative_overlaps.size(), b.negative_overlaps.size());
-  for (std::size_t k = 0; k < a.negative_overlaps.size(); ++k) {
-    EXPECT_EQ(a.negative_overlaps[k].index, b.negative_overlaps[k].index);
-    EXPECT_EQ(a.negative_overlaps[k].value, b.negative_overlaps[k].value);
-  }
-}
-
-// The GPU result against the CPU one: eigenvalues and densities to near rounding (relative to
-// their largest element), P and W exactly symmetric, the negative overlap eigenvalues at the same
+// a against b: eigenvalues and densities within `tolerance` relative to their largest element
+// (0: the same bits), P and W exactly symmetric, the negative overlap eigenvalues at the same
 // positions.
-void expect_close(const electronic_result& gpu, const electronic_result& cpu) {
-  constexpr double tolerance = 1e-10;
-  ASSERT_EQ(gpu.eps.size(), cpu.eps.size());
-  ASSERT_EQ(gpu.P.size(), cpu.P.size());
-  ASSERT_EQ(gpu.W.size(), cpu.W.size());
-  EXPECT_LT(relative_difference(gpu.eps.data(), cpu.eps.data(), cpu.eps.size()), tolerance);
-  EXPECT_LT(relative_difference(gpu.P.data(), cpu.P.data(), cpu.P.size()), tolerance);
-  EXPECT_LT(relative_difference(gpu.W.data(), cpu.W.data(), cpu.W.size()), tolerance);
-  for (int j = 0; j < gpu.P.cols(); ++j)
-    for (int i = j + 1; i < gpu.P.rows(); ++i) {
-      ASSERT_EQ(gpu.P(i, j), gpu.P(j, i));
-      ASSERT_EQ(gpu.W(i, j), gpu.W(j, i));
+void expect_agree(const electronic_result& a, const electronic_result& b, double tolerance) {
+  auto close = [&](const auto& x, const auto& y) {
+    ASSERT_EQ(x.size(), y.size());
+    double worst = 0, scale = 1;
+    for (std::size_t i = 0; i < y.size(); ++i) {
+      worst = std::max(worst, std::abs(x.data()[i] - y.data()[i]));
+      scale = std::max(scale, std::abs(y.data()[i]));
     }
-  ASSERT_EQ(gpu.negative_overlaps.size(), cpu.negative_overlaps.size());
-  for (std::size_t k = 0; k < cpu.negative_overlaps.size(); ++k) {
-    EXPECT_EQ(gpu.negative_overlaps[k].index, cpu.negative_overlaps[k].index);
-    EXPECT_NEAR(gpu.negative_overlaps[k].value, cpu.negative_overlaps[k].value, 1e-13);
+    EXPECT_TRUE(tolerance > 0 ? worst / scale < tolerance : testing::same_bits(x.data(), y.data(), x.size()));
+  };
+  close(a.eps, b.eps);
+  close(a.P, b.P);
+  close(a.W, b.W);
+  EXPECT_EQ(a.P, testing::transposed(a.P));
+  EXPECT_EQ(a.W, testing::transposed(a.W));
+  ASSERT_EQ(a.negative_overlaps.size(), b.negative_overlaps.size());
+  for (std::size_t k = 0; k < b.negative_overlaps.size(); ++k) {
+    EXPECT_EQ(a.negative_overlaps[k].index, b.negative_overlaps[k].index);
+    EXPECT_NEAR(a.negative_overlaps[k].value, b.negative_overlaps[k].value, tolerance > 0 ? 1e-13 : 0.0);
   }
 }
 
@@ -149,23 +92,30 @@ TEST(CudaFallback, DefaultSolverRepeatsTheCpuOnSmallMolecules) {
       GTEST_SKIP() << gpu_min_basis_variable << " sends this molecule to the GPU";
     test_model by_default, cpu(make_solver(cpu_solver_name()));
     EXPECT_EQ(force(a, by_default.model), force(b, cpu.model));
-    EXPECT_TRUE(same_bits(a.fx, b.fx) && same_bits(a.fy, b.fy) && same_bits(a.fz, b.fz));
+    EXPECT_TRUE(a.fx == b.fx && a.fy == b.fy && a.fz == b.fz);
   }
 }
 
-TEST(CudaFallback, WithoutDeviceEverySizeGoesToTheCpu) {
-  if (cuda_device_problem().empty()) GTEST_SKIP() << "a usable CUDA device is present";
-  cuda_dispatch_solver solver(make_own_solver(), 0);
+// The dispatcher sends problems from its threshold up to a usable device, and every other one,
+// and all of them without a device, to its CPU solver, bit for bit.
+TEST(CudaFallback, DispatcherSendsSizesFromItsThresholdToAUsableDevice) {
+  const bool device = cuda_device_problem().empty();
+  cuda_dispatch_solver solver(make_own_solver(), 20);
   auto own = make_own_solver();
-  for (int n : {5, 30}) {
-    const problem p = random_problem(n, 11 + n, {-0.02});
+  for (int n : {19, 20, 8, 30}) {
+    const auto p = random_problem(n, 7 * n, {-0.02});
     electronic_result a, b;
     solver.solve(p.H, p.S, n + 1, a);
     own->solve(p.H, p.S, n + 1, b);
-    EXPECT_FALSE(solver.last_solve_on_gpu());
-    expect_identical(a, b);
+    const bool on_gpu = device && n >= 20;
+    EXPECT_EQ(solver.last_solve_on_gpu(), on_gpu) << n;
+    expect_agree(a, b, on_gpu ? 1e-10 : 0.0);
   }
-  EXPECT_EQ(solver.gpu_problem().rfind("no usable CUDA device: ", 0), 0u) << solver.gpu_problem();
+  if (device) {
+    EXPECT_EQ(solver.gpu_problem(), "");
+  } else {
+    EXPECT_TRUE(solver.gpu_problem().starts_with("no usable CUDA device: ")) << solver.gpu_problem();
+  }
 }
 
 // ---- With a device ----
@@ -183,11 +133,11 @@ TEST(CudaSolver, MatchesTheCpuOnGeneralisedProblems) {
   for (const item& c : std::vector<item>{{1, 1, {}}, {40, 40, {-0.2, -0.1}}, {130, 97, {}}, {7, 0, {}},
                                          {64, 128, {-0.3}}, {130, 130, {}}}) {
     SCOPED_TRACE("n = " + std::to_string(c.n) + ", electrons = " + std::to_string(c.electrons));
-    const problem p = random_problem(c.n, 100 + c.n, c.negatives);
+    const auto p = random_problem(c.n, 100 + c.n, c.negatives);
     electronic_result g, r;
     gpu->solve(p.H, p.S, c.electrons, g);
     cpu->solve(p.H, p.S, c.electrons, r);
-    expect_close(g, r);
+    expect_agree(g, r, 1e-10);
     EXPECT_EQ(g.negative_overlaps.size(), c.negatives.size());
     EXPECT_GT(g.timings.eigen, 0);
   }
@@ -197,15 +147,7 @@ TEST(CudaSolver, MatchesTheCpuOnGeneralisedProblems) {
 // highest occupied level is not degenerate (else the density depends on the eigenvectors chosen).
 TEST(CudaSolver, EnergyAndForcesMatchTheCpu) {
   SKIP_WITHOUT_DEVICE();
-  std::vector<testing::atom> alkane;  // a zigzag C12H26 chain
-  for (int k = 0; k < 12; ++k) {
-    const double x = 1.26 * k, z = (k % 2) ? 0.44 : -0.44, side = (k % 2) ? 1 : -1;
-    alkane.push_back({'C', {x, 0, z}});
-    alkane.push_back({'H', {x, 0.89, z + side * 0.63}});
-    alkane.push_back({'H', {x, -0.89, z + side * 0.63}});
-  }
-  alkane.push_back({'H', {-1.0, 0, -0.8}});
-  alkane.push_back({'H', {1.26 * 11 + 1.0, 0, 0.8}});
+  const auto alkane = testing::atoms_of(bench::alkane(12));
   for (const auto& atoms : {testing::water_atoms(), testing::formaldehyde_atoms(), testing::hcn_atoms(),
                             testing::bent_n2o_atoms(), alkane}) {
     common_var a = molecule(atoms), b = a;
@@ -222,25 +164,6 @@ TEST(CudaSolver, EnergyAndForcesMatchTheCpu) {
     }
     EXPECT_EQ(gpu.screen.str(), cpu.screen.str());
   }
-}
-
-TEST(CudaSolver, DispatcherTurnsToTheGpuAtItsThreshold) {
-  SKIP_WITHOUT_DEVICE();
-  cuda_dispatch_solver solver(make_own_solver(), 20);
-  auto own = make_own_solver();
-  for (int n : {19, 20, 8}) {
-    const problem p = random_problem(n, 7 * n);
-    electronic_result a, b;
-    solver.solve(p.H, p.S, n, a);
-    own->solve(p.H, p.S, n, b);
-    EXPECT_EQ(solver.last_solve_on_gpu(), n >= 20) << n;
-    if (n < 20) {
-      expect_identical(a, b);
-    } else {
-      expect_close(a, b);
-    }
-  }
-  EXPECT_EQ(solver.gpu_problem(), "");
 }
 
 }  // namespace

@@ -6,56 +6,25 @@
 #include <random>
 #include <vector>
 
-#ifdef _OPENMP
-#include <omp.h>
-#endif
-
+#include "linalg/eigen_test_support.hpp"
 #include "linalg/packed_gemm.hpp"
 
 namespace tbrelax {
 namespace {
 
+using testing::naive_product;
+using testing::transposed;
+
 // Small-integer matrices: every partial sum of their products is an integer far below 2^53, so
-// any summation order gives the exact result and a wrong index shows as an inequality.
-matrix integer_matrix(int rows, int cols, unsigned seed) {
+// any summation order gives the exact result and a wrong index shows as an inequality. Real
+// ones, uniform in [-1, 1), where integers is false.
+matrix filled(int rows, int cols, unsigned seed, bool integers = true) {
   std::mt19937 rng(seed);
   std::uniform_int_distribution<int> u(-8, 8);
+  std::uniform_real_distribution<double> x(-1.0, 1.0);
   matrix a(rows, cols);
-  for (std::size_t i = 0; i < a.size(); ++i) a.data()[i] = u(rng);
+  for (std::size_t i = 0; i < a.size(); ++i) a.data()[i] = integers ? u(rng) : x(rng);
   return a;
-}
-
-matrix random_matrix(int rows, int cols, unsigned seed) {
-  std::mt19937 rng(seed);
-  std::uniform_real_distribution<double> u(-1.0, 1.0);
-  matrix a(rows, cols);
-  for (std::size_t i = 0; i < a.size(); ++i) a.data()[i] = u(rng);
-  return a;
-}
-
-matrix transposed(const matrix& a) {
-  matrix t(a.cols(), a.rows());
-  for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) t(j, i) = a(i, j);
-  return t;
-}
-
-matrix naive_product(const matrix& a, const matrix& b) {
-  matrix c(a.rows(), b.cols());
-  for (int j = 0; j < b.cols(); ++j)
-    for (int i = 0; i < a.rows(); ++i) {
-      long double s = 0;
-      for (int k = 0; k < a.cols(); ++k) s += static_cast<long double>(a(i, k)) * b(k, j);
-      c(i, j) = static_cast<double>(s);
-    }
-  return c;
-}
-
-bool symmetric(const matrix& a) {
-  for (int j = 0; j < a.cols(); ++j)
-    for (int i = 0; i < j; ++i)
-      if (a(i, j) != a(j, i)) return false;
-  return true;
 }
 
 // Shapes on both sides of the register tiles and of the cache blocks (192 rows, 256 steps,
@@ -63,7 +32,7 @@ bool symmetric(const matrix& a) {
 TEST(Products, MultiplyIsExactAcrossTileAndBlockEdges) {
   const int shapes[][3] = {{1, 1, 1}, {3, 5, 2}, {17, 13, 29}, {16, 12, 256}, {193, 37, 300}, {40, 3100, 3}};
   for (const auto& s : shapes) {
-    const matrix a = integer_matrix(s[0], s[2], 1), b = integer_matrix(s[2], s[1], 2);
+    const matrix a = filled(s[0], s[2], 1), b = filled(s[2], s[1], 2);
     matrix c(7, 7);  // a wrong shape is replaced
     multiply(a, b, c);
     EXPECT_EQ(c, naive_product(a, b)) << s[0] << " x " << s[1] << " x " << s[2];
@@ -72,45 +41,24 @@ TEST(Products, MultiplyIsExactAcrossTileAndBlockEdges) {
 
 TEST(Products, TransposedProductOfSymmetricResultIsExactAndSymmetric) {
   for (int n : {1, 7, 200, 300}) {
-    const matrix x = integer_matrix(n, n, 3), s0 = integer_matrix(n, n, 4);
+    const matrix x = filled(n, n, 3), s0 = filled(n, n, 4);
     const matrix h = naive_product(s0, transposed(s0));  // symmetric, so X^T H X is too
     const matrix t = naive_product(h, x);
     matrix c;
     multiply_transposed_symmetric(x, t, c);
     EXPECT_EQ(c, naive_product(transposed(x), t)) << n;
-    EXPECT_TRUE(symmetric(c)) << n;
-  }
-}
-
-TEST(Products, WeightedOuterSumIsExactForEveryOccupationPattern) {
-  // Doubly occupied, a singly occupied last orbital, and signed weights as in W.
-  const std::vector<std::vector<double>> weight_sets{{2}, {2, 2, 1}, {-6, 4, 2, -1, 3}};
-  for (int n : {1, 50, 201}) {
-    for (const std::vector<double>& w : weight_sets) {
-      const int m = static_cast<int>(w.size());
-      if (m > n) continue;
-      const matrix c = integer_matrix(n, n, 5);
-      matrix r = random_matrix(n, n, 6);  // overwritten entirely
-      weighted_outer_sum(c, w, r);
-      matrix scaled(n, m);
-      for (int k = 0; k < m; ++k)
-        for (int i = 0; i < n; ++i) scaled(i, k) = w[k] * c(i, k);
-      matrix leading(n, m);
-      for (int k = 0; k < m; ++k)
-        for (int i = 0; i < n; ++i) leading(i, k) = c(i, k);
-      EXPECT_EQ(r, naive_product(scaled, transposed(leading))) << n << " " << m;
-    }
+    EXPECT_EQ(c, transposed(c)) << n;
   }
 }
 
 TEST(Products, WeightedOuterSumOverNothingIsZeroAndWideTrianglesAreWhole) {
-  matrix r = random_matrix(9, 9, 7);
-  weighted_outer_sum(integer_matrix(9, 9, 8), std::vector<double>{}, r);
+  matrix r = filled(9, 9, 7, false);
+  weighted_outer_sum(filled(9, 9, 8), std::vector<double>{}, r);
   EXPECT_EQ(r, matrix(9, 9));
 
   // More columns than one panel of the packed product: the triangle spans two panels.
   const int n = 3100;
-  const matrix c = integer_matrix(n, 2, 9);
+  const matrix c = filled(n, 2, 9);
   const std::vector<double> w{2.0, -1.0};
   weighted_outer_sum(c, w, r);
   bool exact = true;
@@ -122,8 +70,8 @@ TEST(Products, WeightedOuterSumOverNothingIsZeroAndWideTrianglesAreWhole) {
 // Both transposition flags, weights on the inner dimension, leading dimensions above the rows.
 TEST(Products, PackedProductHandlesEveryOperandLayout) {
   const int m = 21, n = 15, k = 270, pad = 3;
-  const matrix a = integer_matrix(m + pad, k, 10), at = transposed(a);
-  const matrix b = integer_matrix(k + pad, n, 11), bt = transposed(b);
+  const matrix a = filled(m + pad, k, 10), at = transposed(a);
+  const matrix b = filled(k + pad, n, 11), bt = transposed(b);
   std::vector<double> w(k);
   for (int i = 0; i < k; ++i) w[i] = (i % 5) - 2;
   matrix expected(m, n);
@@ -141,47 +89,6 @@ TEST(Products, PackedProductHandlesEveryOperandLayout) {
         for (int i = m; i < m + pad; ++i) ASSERT_EQ(c(i, j), 0.0) << "wrote below the rows";
       }
     }
-}
-
-TEST(Products, RealProductsAgreeWithExtendedPrecisionToRounding) {
-  const int n = 333;
-  const matrix a = random_matrix(n, n, 12), b = random_matrix(n, n, 13);
-  matrix c;
-  multiply(a, b, c);
-  const matrix reference = naive_product(a, b);
-  double worst = 0;
-  for (std::size_t i = 0; i < c.size(); ++i) worst = std::max(worst, std::abs(c.data()[i] - reference.data()[i]));
-  EXPECT_LT(worst, 1e-13);
-}
-
-#ifdef _OPENMP
-// Each element is summed in the same order whatever the thread count.
-TEST(Products, ResultsDoNotDependOnTheThreadCount) {
-  const int n = 300;
-  const matrix a = random_matrix(n, n, 14), b = random_matrix(n, n, 15);
-  const std::vector<double> w(n / 2, 2.0);
-  const int threads = omp_get_max_threads();
-  matrix c[2], s[2], r[2];
-  for (int pass = 0; pass < 2; ++pass) {
-    omp_set_num_threads(pass == 0 ? 1 : std::max(2, threads));
-    multiply(a, b, c[pass]);
-    multiply_transposed_symmetric(a, b, s[pass]);
-    weighted_outer_sum(a, w, r[pass]);
-  }
-  omp_set_num_threads(threads);
-  EXPECT_EQ(c[0], c[1]);
-  EXPECT_EQ(s[0], s[1]);
-  EXPECT_EQ(r[0], r[1]);
-}
-#endif
-
-TEST(Products, MirrorCopiesTheUpperTriangleAcrossBlocks) {
-  const int n = 130;
-  const matrix original = random_matrix(n, n, 16);
-  matrix m = original;
-  mirror_upper_to_lower(m);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i) ASSERT_EQ(m(i, j), i <= j ? original(i, j) : original(j, i)) << i << " " << j;
 }
 
 }  // namespace

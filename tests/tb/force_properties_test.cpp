@@ -26,103 +26,28 @@ double worst_gradient_mismatch(const std::vector<atom>& atoms) {
 }
 
 // The forward difference of 1e-7 angstrom in dS and dH leaves errors of order 1e-7 times the
-// curvature, far below 1e-5 eV/angstrom; noise in the overlaps would show up first here.
+// curvature, far below 1e-5 eV/angstrom; noise in the overlaps would show up first here. N-O,
+// C-N and C-O bonds, whose close Slater exponents make the closed-form overlaps cancel, get 1e-4.
 TEST(ForceProperties, ForcesAreMinusTheCentralDifferenceGradient) {
-  for (const auto& atoms : {testing::methane_atoms(), testing::ammonia_atoms(), testing::formaldehyde_atoms(),
-                            testing::hcn_atoms(), testing::bent_n2o_atoms()})
-    EXPECT_LT(worst_gradient_mismatch(atoms), 1e-5) << atoms.size() << " atoms";
-}
-
-// N-O, C-N and C-O bonds, whose close Slater exponents make the closed-form overlaps cancel.
-TEST(ForceProperties, CloseExponentBondsStillGiveCleanForces) {
-  const std::vector<std::vector<atom>> molecules = {
-      {{'N', {0, 0, 0}}, {'O', {1.17, 0.02, 0}}},                                           // NO
-      {{'O', {0, 0, 0}}, {'N', {1.21, 0, 0}}, {'O', {1.72, 1.1, 0.03}}},                    // NO2
-      {{'C', {0, 0, 0}}, {'N', {1.49, 0, 0}}, {'O', {2.1, 1.05, 0}}, {'O', {2.1, -1.05, 0.02}},
-       {'H', {-0.36, 1.02, 0}}, {'H', {-0.36, -0.51, 0.89}}, {'H', {-0.36, -0.51, -0.89}}},  // CH3NO2
-      {{'C', {0, 0, 0}}, {'O', {1.22, 0, 0}}, {'N', {-0.7, 1.17, 0}}, {'H', {-0.55, -0.95, 0}},
-       {'H', {-1.71, 1.2, 0}}, {'H', {-0.2, 2.04, 0.01}}},                                   // formamide
+  const std::vector<std::pair<std::vector<atom>, double>> cases = {
+      {testing::methane_atoms(), 1e-5},
+      {testing::ammonia_atoms(), 1e-5},
+      {testing::formaldehyde_atoms(), 1e-5},
+      {testing::hcn_atoms(), 1e-5},
+      {testing::bent_n2o_atoms(), 1e-5},
+      {{{'N', {0, 0, 0}}, {'O', {1.17, 0.02, 0}}}, 1e-4},                                   // NO
+      {{{'O', {0, 0, 0}}, {'N', {1.21, 0, 0}}, {'O', {1.72, 1.1, 0.03}}}, 1e-4},            // NO2
+      {{{'C', {0, 0, 0}}, {'N', {1.49, 0, 0}}, {'O', {2.1, 1.05, 0}}, {'O', {2.1, -1.05, 0.02}},
+        {'H', {-0.36, 1.02, 0}}, {'H', {-0.36, -0.51, 0.89}}, {'H', {-0.36, -0.51, -0.89}}}, 1e-4},  // CH3NO2
+      {{{'C', {0, 0, 0}}, {'O', {1.22, 0, 0}}, {'N', {-0.7, 1.17, 0}}, {'H', {-0.55, -0.95, 0}},
+        {'H', {-1.71, 1.2, 0}}, {'H', {-0.2, 2.04, 0.01}}}, 1e-4},                          // formamide
   };
-  for (const auto& atoms : molecules) EXPECT_LT(worst_gradient_mismatch(atoms), 1e-4) << atoms.size() << " atoms";
+  for (const auto& [atoms, tolerance] : cases)
+    EXPECT_LT(worst_gradient_mismatch(atoms), tolerance) << atoms.size() << " atoms";
 }
 
-TEST(ForceProperties, LinearMoleculesFeelNoForceAcrossTheirAxis) {
-  for (const auto& atoms : {std::vector<atom>{{'N', {0, 0, 0}}, {'O', {1.15, 0, 0}}},
-                            std::vector<atom>{{'H', {-1.07, 0, 0}}, {'C', {0, 0, 0}}, {'N', {1.16, 0, 0}}}}) {
-    test_model m;
-    common_var c = molecule(atoms);
-    force(c, m.model);
-    for (int a = 0; a < c.at_count; ++a) {
-      EXPECT_LT(std::abs(c.fy[a]), 1e-5);
-      EXPECT_LT(std::abs(c.fz[a]), 1e-5);
-    }
-  }
-}
-
-// Rotating, translating or reordering the molecule: E changes by rounding only, and the
-// forces turn with it.
-TEST(ForceProperties, EnergyIsInvariantAndForcesTurnWithTheMolecule) {
-  test_model m;
-  const auto atoms = testing::formaldehyde_atoms();
-  common_var ref = molecule(atoms);
-  const double E = force(ref, m.model);
-  // A rotation by 40 degrees about an oblique axis, then a shift.
-  const double angle = 40 * std::acos(-1.0) / 180;
-  double axis[3] = {1, 2, 2};
-  for (double& v : axis) v /= 3;
-  double R[3][3];
-  for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j) {
-      R[i][j] = (1 - std::cos(angle)) * axis[i] * axis[j] + (i == j ? std::cos(angle) : 0.0);
-      const int k = 3 - i - j;
-      if (i != j) R[i][j] += ((i + 1) % 3 == j ? -1 : 1) * std::sin(angle) * axis[k];
-    }
-  auto turned = atoms;
-  for (auto& a : turned) {
-    std::array<double, 3> r{};
-    for (int i = 0; i < 3; ++i) r[i] = R[i][0] * a.r[0] + R[i][1] * a.r[1] + R[i][2] * a.r[2] + 10.0 * (i + 1);
-    a.r = r;
-  }
-  std::reverse(turned.begin(), turned.end());
-  common_var moved = molecule(turned);
-  EXPECT_NEAR(force(moved, m.model), E, 1e-10);
-  const int n = ref.at_count;
-  for (int a = 0; a < n; ++a) {
-    const double f[3] = {ref.fx[a], ref.fy[a], ref.fz[a]};
-    const int b = n - 1 - a;
-    const double g[3] = {moved.fx[b], moved.fy[b], moved.fz[b]};
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(g[i], R[i][0] * f[0] + R[i][1] * f[1] + R[i][2] * f[2], 2e-6) << a;
-  }
-}
-
-TEST(ForceProperties, FreeAtomsHaveNoBindingEnergyAndNoForce) {
-  for (char symbol : {'H', 'C', 'N', 'O'}) {
-    test_model m;
-    common_var c = molecule({{symbol, {0.3, -1.2, 2.5}}});
-    EXPECT_NEAR(force(c, m.model), 0.0, 1e-12) << symbol;
-    EXPECT_EQ(c.frepx[0], 0.0);
-    EXPECT_EQ(c.frepy[0], 0.0);
-    EXPECT_EQ(c.frepz[0], 0.0);
-    EXPECT_EQ(c.fx[0], 0.0);
-  }
-  test_model m;
-  common_var none = molecule({});
-  EXPECT_EQ(force(none, m.model), 0.0);
-}
-
-TEST(ForceProperties, CoordinatesComeBackUpToTheRoundingOfTheDisplacement) {
-  test_model m;
-  common_var c = molecule(testing::ammonia_atoms());
-  c.x[1] = 1e-6;  // (1e-6 + 1e-7) - 1e-7 is not 1e-6
-  const common_var before = c;
-  force(c, m.model);
-  const std::vector<double>* now[3] = {&c.x, &c.y, &c.z};
-  const std::vector<double>* then[3] = {&before.x, &before.y, &before.z};
-  for (int k = 0; k < 3; ++k)
-    for (int a = 0; a < c.at_count; ++a) EXPECT_EQ((*now[k])[a], ((*then[k])[a] + 1e-7) - 1e-7);
-  EXPECT_NE(c.x[1], before.x[1]);  // this one does not survive the round trip exactly
-}
-
+// Rotating, translating or reordering the molecule is checked on the module's evaluations and
+// on tbcalc's frequencies.
 TEST(ForceProperties, RepulsionAndPullingPairsSumToZero) {
   test_model m;
   common_var c = molecule(testing::formaldehyde_atoms());

@@ -23,21 +23,6 @@ TEST(Force, WaterReferenceEnergyAndForces) {
   }
 }
 
-TEST(Force, HydrogenMoleculeReferenceValues) {
-  test_model m;
-  common_var c = molecule({{'H', {0, 0, 0}}, {'H', {0.74, 0, 0}}});
-  EXPECT_NEAR(force(c, m.model), -4.8422137523, 1e-9);
-  EXPECT_NEAR(c.frepx[1], 5.7128976959, 1e-9);
-  EXPECT_EQ(c.frepx[0], -c.frepx[1]);
-  EXPECT_EQ(c.frepy[1], 0.0);
-  EXPECT_EQ(c.frepz[1], 0.0);
-  EXPECT_NEAR(c.felx[1], -5.53324, 1e-5);
-  EXPECT_NEAR(c.fx[1], 0.17966, 1e-5);
-  EXPECT_NEAR(c.fx[0], -c.fx[1], 1e-6);
-  EXPECT_NEAR(c.fely[1], 0.0, 1e-5);
-  EXPECT_NEAR(c.felz[1], 0.0, 1e-5);
-}
-
 // Our own solver, reporting two made-up negative overlap eigenvalues.
 class indefinite_overlap final : public electronic_solver {
  public:

@@ -1,4 +1,4 @@
-// The overlap integrals: reference values, symmetries, limits, and the per-pair batches
+// The overlap integrals: symmetries, limits, and the per-pair batches
 // reproducing the single routines bit for bit.
 
 #include "tb/overlap_integrals.hpp"
@@ -28,23 +28,6 @@ param built_in() {
 }
 
 std::uint64_t bits(double x) { return std::bit_cast<std::uint64_t>(x); }
-
-TEST(OverlapIntegrals, ReferenceValues) {
-  const param par = built_in();
-  EXPECT_NEAR(in1s1s(0.75, par), 0.629585444653, 1e-11);
-  EXPECT_NEAR(in1s2s(1.1, C, par), 0.493660862124, 1e-11);
-  EXPECT_NEAR(in1s2p(1.1, N, par), -0.335201521019, 1e-11);
-  EXPECT_NEAR(in2s2s(1.4, C, O, par), 0.187015870583, 1e-11);
-  EXPECT_NEAR(in2s2s(1.4, N, N, par), 0.178116938973, 1e-11);
-  EXPECT_NEAR(in2s2p(1.4, C, N, par), -0.252364120881, 1e-11);
-  EXPECT_NEAR(in2s2p(1.4, N, C, par), -0.267271052329, 1e-11);
-  EXPECT_NEAR(in2s2p(1.4, N, N, par), -0.218792988788, 1e-11);
-  EXPECT_NEAR(in2s2p(1.4, N, O, par), -0.209012606284, 1e-11);
-  EXPECT_NEAR(in2p2pq(1.4, C, N, par), -0.270883869405, 1e-11);
-  EXPECT_NEAR(in2p2pq(1.4, O, O, par), -0.230475141697, 1e-11);
-  EXPECT_NEAR(in2p2ppi(1.4, C, N, par), 0.105972078475, 1e-11);
-  EXPECT_NEAR(in2p2ppi(1.4, C, C, par), 0.12892174281, 1e-11);
-}
 
 // ---- Symmetries and limits. ----
 
@@ -87,27 +70,17 @@ TEST(OverlapIntegrals, SameElementLimitsAndTheSigmaSignChange) {
   }
 }
 
-// Every integral decays in magnitude at large R and is exactly 0 (not NaN) once the
-// exponentials are out of range.
+// Every integral is exactly 0 (not NaN) once the exponentials are out of range.
 TEST(OverlapIntegrals, VanishAtLargeDistance) {
   const param par = built_in();
   for (int a = C; a <= O; ++a) {
     for (int b = C; b <= O; ++b) {
-      const auto o = [&](double R) { return heavy_heavy_overlaps(R, a, b, par); };
-      for (double heavy_heavy_overlap::*x : {&heavy_heavy_overlap::ss, &heavy_heavy_overlap::sp_ab,
-                                             &heavy_heavy_overlap::sigma, &heavy_heavy_overlap::pi}) {
-        EXPECT_GT(std::fabs(o(6.0).*x), std::fabs(o(10.0).*x));
-        EXPECT_LT(std::fabs(o(10.0).*x), 1e-8);
-        EXPECT_EQ(o(1000.0).*x, 0.0);
-      }
+      const heavy_heavy_overlap o = heavy_heavy_overlaps(1000.0, a, b, par);
+      EXPECT_EQ(std::fabs(o.ss) + std::fabs(o.sp_ab) + std::fabs(o.sigma) + std::fabs(o.pi), 0.0);
     }
-    for (double R : {6.0, 10.0}) {
-      EXPECT_GT(std::fabs(hydrogen_heavy_overlaps(R, a, par).sp), std::fabs(hydrogen_heavy_overlaps(R + 4, a, par).sp));
-      EXPECT_GT(std::fabs(in1s2s(R, a, par)), std::fabs(in1s2s(R + 4, a, par)));
-    }
-    EXPECT_EQ(hydrogen_heavy_overlaps(1000.0, a, par).ss, 0.0);
+    const hydrogen_heavy_overlap h = hydrogen_heavy_overlaps(1000.0, a, par);
+    EXPECT_EQ(std::fabs(h.ss) + std::fabs(h.sp), 0.0);
   }
-  EXPECT_GT(in1s1s(6.0, par), in1s1s(10.0, par));
   EXPECT_EQ(in1s1s(1000.0, par), 0.0);
 }
 
