@@ -22,6 +22,18 @@ WATER_SYMBOLS = ["O", "H", "H"]
 WATER_POSITIONS = np.array([[0.0, 0.0, 0.117], [0.0, 0.757, -0.467], [0.0, -0.757, -0.467]])
 
 
+def alkane(carbons: int) -> tuple[list[str], np.ndarray]:
+    """A zigzag chain C_k H_2k+2 (basis size 6k + 2), close to its equilibrium geometry."""
+    symbols, positions = [], []
+    for k in range(carbons):
+        x, y = 1.26 * k, 0.44 * (-1) ** k
+        symbols += ["C", "H", "H"]
+        positions += [[x, y, 0.0], [x, y + 0.63 * (-1) ** k, 0.89], [x, y + 0.63 * (-1) ** k, -0.89]]
+    symbols += ["H", "H"]
+    positions += [[-1.0, 0.0, 0.0], [1.26 * carbons - 0.26, 0.0, 0.0]]
+    return symbols, np.array(positions)
+
+
 def in_threads(call, jobs: list) -> list:
     """call(*job) for every job, each on a thread of its own, all at once: the results in order."""
     results = [None] * len(jobs)

@@ -6,19 +6,7 @@ import subprocess
 import sys
 import textwrap
 
-import numpy as np
-
-
-def alkane(carbons: int) -> tuple[list[str], np.ndarray]:
-    """A zigzag chain C_k H_2k+2 (basis size 6k + 2), close to its equilibrium geometry."""
-    symbols, positions = [], []
-    for k in range(carbons):
-        x, y = 1.26 * k, 0.44 * (-1) ** k
-        symbols += ["C", "H", "H"]
-        positions += [[x, y, 0.0], [x, y + 0.63 * (-1) ** k, 0.89], [x, y + 0.63 * (-1) ** k, -0.89]]
-    symbols += ["H", "H"]
-    positions += [[-1.0, 0.0, 0.0], [1.26 * carbons - 0.26, 0.0, 0.0]]
-    return symbols, np.array(positions)
+from conftest import alkane
 
 
 def run_python(script: str) -> subprocess.CompletedProcess:
