@@ -109,10 +109,11 @@ TEST(TbcalcMpiFailure, ARankThatDiesEndsTheJob) {
   std::string launch = TBRELAX_MPIEXEC;
   for (const std::string& a : mpiexec_args(2, {})) launch += " '" + a + "'";
   launch.erase(launch.rfind(' '));  // tbcalc itself starts under the shell below
-  // Each rank records its process id; once the relaxations are under way rank 1 is killed.
+  // Each rank records its process id; once the relaxations are under way (steepest descent
+  // reports blocks) rank 1 is killed.
   const std::string script =
       launch + " /bin/sh -c 'echo $$ > pid.${OMPI_COMM_WORLD_RANK:-${PMIX_RANK:-$PMI_RANK}}; exec \"$0\" \"$@\"' " +
-      testing::built_program("tbcalc").string() + " relax --json" + names +
+      testing::built_program("tbcalc").string() + " relax --method sd --json" + names +
       " > out 2> err &\n"
       "job=$!\n"
       "for i in $(seq 1200); do [ -s pid.1 ] && grep -q ': block' err && break; sleep 0.1; done\n"
