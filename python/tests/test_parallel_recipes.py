@@ -20,9 +20,9 @@ FILES = [str(EXAMPLES / name / "input.xyz") for name in ("benzene", "water", "me
 
 def recipe(name: str):
     path = EXAMPLES / "python" / f"{name}.py"
-    recipe = importlib.util.spec_from_file_location(name, path)
-    module = importlib.util.module_from_spec(recipe)
-    recipe.loader.exec_module(module)
+    location = importlib.util.spec_from_file_location(name, path)
+    module = importlib.util.module_from_spec(location)
+    location.loader.exec_module(module)
     return module
 
 
@@ -51,8 +51,8 @@ def test_mpi4py_ranks_give_the_results_of_one_process(tmp_path):
     # Rank 0 writes what it gathered, every number exactly (JSON keeps the shortest round trip).
     script = (
         "import json, sys, importlib.util\n"
-        f"recipe = importlib.util.spec_from_file_location('r', {str(EXAMPLES / 'python' / 'mpi4py_evaluate.py')!r})\n"
-        "r = importlib.util.module_from_spec(recipe); recipe.loader.exec_module(r)\n"
+        f"location = importlib.util.spec_from_file_location('r', {str(EXAMPLES / 'python' / 'mpi4py_evaluate.py')!r})\n"
+        "r = importlib.util.module_from_spec(location); location.loader.exec_module(r)\n"
         f"results = r.evaluate_files({FILES!r})\n"
         "if results is not None:\n"
         "    json.dump([{k: v.tolist() if hasattr(v, 'tolist') else v for k, v in e._asdict().items()}"
