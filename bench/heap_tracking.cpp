@@ -3,8 +3,10 @@
 #include <malloc.h>
 #include <sys/resource.h>
 
+#include <array>
 #include <atomic>
 #include <cstdlib>
+#include <mutex>
 #include <new>
 
 namespace tbrelax::bench {
@@ -28,25 +30,53 @@ void* allocate(std::size_t size) {
   return p;
 }
 
+void release(void* p) noexcept {
+  if (!p) return;
+  bytes_in_use.fetch_sub(malloc_usable_size(p), std::memory_order_relaxed);
+  std::free(p);
+}
+
 // A block aligned beyond malloc's own alignment counts by its size: what malloc reserves
-// around it to align it is address space, not storage.
+// around it to align it is address space, not storage. Its size is kept in a small table
+// until it is released (a block the full table cannot take counts by what malloc reserved).
+struct aligned_block {
+  void* p = nullptr;
+  std::size_t size = 0;
+};
+std::mutex aligned_mutex;
+std::array<aligned_block, 256> aligned_blocks;
+
 void* allocate_aligned(std::size_t size, std::align_val_t alignment) {
   const auto a = static_cast<std::size_t>(alignment);
   void* p = std::aligned_alloc(a, (size + a - 1) / a * a);
   if (!p) throw std::bad_alloc();
-  note_allocation(size);
+  std::size_t counted = malloc_usable_size(p);
+  {
+    const std::lock_guard<std::mutex> lock(aligned_mutex);
+    for (aligned_block& b : aligned_blocks)
+      if (!b.p) {
+        b = {p, size};
+        counted = size;
+        break;
+      }
+  }
+  note_allocation(counted);
   return p;
 }
 
-void release_aligned(void* p, std::size_t size) noexcept {
+void release_aligned(void* p) noexcept {
   if (!p) return;
-  bytes_in_use.fetch_sub(size, std::memory_order_relaxed);
-  std::free(p);
-}
-
-void release(void* p) noexcept {
-  if (!p) return;
-  bytes_in_use.fetch_sub(malloc_usable_size(p), std::memory_order_relaxed);
+  std::size_t counted = malloc_usable_size(p);
+  {
+    const std::lock_guard<std::mutex> lock(aligned_mutex);
+    for (aligned_block& b : aligned_blocks)
+      if (b.p == p) {
+        counted = b.size;
+        b = {};
+        break;
+      }
+  }
+  bytes_in_use.fetch_sub(counted, std::memory_order_relaxed);
   std::free(p);
 }
 
@@ -74,6 +104,7 @@ void operator delete(void* p, std::size_t) noexcept { tbrelax::bench::release(p)
 void operator delete[](void* p, std::size_t) noexcept { tbrelax::bench::release(p); }
 void* operator new(std::size_t size, std::align_val_t a) { return tbrelax::bench::allocate_aligned(size, a); }
 void* operator new[](std::size_t size, std::align_val_t a) { return tbrelax::bench::allocate_aligned(size, a); }
-// Aligned blocks are given back with their size (the huge-page allocator does so).
-void operator delete(void* p, std::size_t size, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p, size); }
-void operator delete[](void* p, std::size_t size, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p, size); }
+void operator delete(void* p, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p); }
+void operator delete[](void* p, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p); }
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p); }
+void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p); }

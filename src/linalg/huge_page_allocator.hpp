@@ -41,7 +41,7 @@ struct huge_page_allocator {
 
   void deallocate(T* p, std::size_t count) {
     if (count * sizeof(T) < from_bytes) std::allocator<T>().deallocate(p, count);
-    else ::operator delete(p, count * sizeof(T), std::align_val_t{huge_page});
+    else ::operator delete(p, std::align_val_t{huge_page});
   }
 
   template <class U>
