@@ -19,10 +19,11 @@ int run(tbrelax::tbcalc::command cmd, const std::string& path, bool json, bool t
   o.json = json;
   o.tbrelax_symbols = tbrelax_symbols;
   std::ostringstream out_stream, err_stream;
+  tbrelax::single_process alone;
   int status = 0;
   switch (cmd) {
-    case tbrelax::tbcalc::command::energy: status = tbrelax::tbcalc::run_energy(o, out_stream, err_stream); break;
-    case tbrelax::tbcalc::command::freq: status = tbrelax::tbcalc::run_freq(o, out_stream, err_stream); break;
+    case tbrelax::tbcalc::command::energy: status = tbrelax::tbcalc::run_energy(o, alone, out_stream, err_stream); break;
+    case tbrelax::tbcalc::command::freq: status = tbrelax::tbcalc::run_freq(o, alone, out_stream, err_stream); break;
     default: std::abort();
   }
   out = out_stream.str();
