@@ -46,6 +46,9 @@ TEST_P(MemoryLimit, RefusesBeforeAllocating) {
 #ifdef TBRELAX_SHADOW_MEMORY
   GTEST_SKIP() << "a sanitizer's shadow memory does not fit under an address-space limit";
 #endif
+#ifdef TBRELAX_HAVE_CUDA
+  GTEST_SKIP() << "the CUDA libraries alone map nearly the whole address-space limit";
+#endif
   const memory_case& c = GetParam();
   testing::temp_dir dir;
   testing::write_text(dir / "input.xyz", carbon_grid());
