@@ -66,7 +66,8 @@ TEST_P(Interruption, StopsWithCompleteFiles) {
   testing::write_text(dir / "input.xyz", c.input);
   testing::running_program program(testing::built_program(c.program), c.args, dir.path());
   const auto start = std::chrono::steady_clock::now();
-  while (!c.ready(dir.path(), program.out_so_far(), std::chrono::steady_clock::now() - start)) {
+  while (!program.catches(c.signal) ||
+         !c.ready(dir.path(), program.out_so_far(), std::chrono::steady_clock::now() - start)) {
     ASSERT_LT(std::chrono::steady_clock::now() - start, 60s) << "the moment to interrupt never came";
     std::this_thread::sleep_for(5ms);
   }
@@ -117,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
         interruption_case{
             "TbcalcFreqWritesNothing", "tbcalc", {"freq", "--json", "--molden", "modes.molden", "input.xyz"},
             stretched_chain(20),
-            // A fifth of a second into its Hessian of 360 evaluations.
+            // A fifth of a second into its run, a Hessian of 360 evaluations.
             [](const fs::path&, const std::string&, auto running) { return running > 200ms; },
             SIGINT, "tbcalc: interrupted by SIGINT\n",
             [](const fs::path& dir, const testing::run_result& r) {

@@ -5,7 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <stdexcept>
+#include <string>
 
 namespace tbrelax::testing {
 namespace {
@@ -84,6 +86,14 @@ running_program::~running_program() {
 std::string running_program::out_so_far() const { return read_text(io_ / "stdout"); }
 
 void running_program::send(int signal) const { kill(pid_, signal); }
+
+bool running_program::catches(int signal) const {
+  std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
+  if (!status) return true;  // no way to tell: assume so
+  for (std::string line; std::getline(status, line);)
+    if (line.starts_with("SigCgt:")) return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1)) & 1;
+  return true;
+}
 
 run_result running_program::wait() {
   close(input_);

@@ -37,6 +37,9 @@ class running_program {
   // What it has written to standard output so far.
   std::string out_so_far() const;
   void send(int signal) const;
+  // Whether it has installed a handler for `signal` yet (a program linked to large libraries
+  // takes a while to reach its main).
+  bool catches(int signal) const;
   // Closes its standard input and waits for it to end.
   run_result wait();
 
