@@ -16,6 +16,8 @@ struct batch_case {
   std::string between;  // text between two files' reports
 };
 
+void PrintTo(const batch_case& b, std::ostream* os) { *os << b.command; }
+
 class TbcalcBatch : public ::testing::TestWithParam<batch_case> {};
 
 TEST_P(TbcalcBatch, FailedFilesDoNotStopTheOthersAndTheWorstStatusWins) {
