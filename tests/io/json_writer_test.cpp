@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <stdexcept>
 
 namespace tbrelax {
 namespace {
@@ -29,6 +30,14 @@ TEST(JsonWriter, NumbersReadBackExactlyAndNonFiniteOnesBecomeNull) {
   json_writer json;
   json.numbers({std::nan(""), std::numeric_limits<double>::infinity(), 1.0});
   EXPECT_EQ(json.str(), "[null, null, 1]\n");
+}
+
+// A document the writer is asked to break is refused rather than written wrong.
+TEST(JsonWriter, KeysOnlyInsideObjectsAndMembersOnlyAfterKeys) {
+  json_writer outside, twice, keyless;
+  EXPECT_THROW(outside.begin_array().key("a"), std::logic_error);
+  EXPECT_THROW(twice.begin_object().key("a").key("b"), std::logic_error);
+  EXPECT_THROW(keyless.begin_object().value(1.0), std::logic_error);
 }
 
 TEST(JsonWriter, StringsAreEscaped) {
