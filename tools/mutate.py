@@ -3,7 +3,7 @@
 
 Each mutant changes one place of one source file: a comparison flipped (< to <=, == to !=),
 an arithmetic operator swapped (+ and -, * and /), a numeric constant changed (an integer
-plus one, a real doubled) or a statement dropped. The mutants are sampled at random (--seed)
+plus one, a real doubled, a real zero made one) or a statement dropped. The mutants are sampled at random (--seed)
 and spread evenly over the folders given. For each: the file is changed, the build dir is
 rebuilt incrementally, the suite runs with a time limit, and the file is restored. A mutant is
 killed when a test fails or times out, survives when the suite passes, and does not count
@@ -82,7 +82,7 @@ def code_only(line: str) -> str:
 def changed_constant(text: str) -> str:
     if re.fullmatch(r"\d+", text):
         return str(int(text) + 1)
-    return repr(float(text) * 2)
+    return repr(float(text) * 2) if float(text) != 0 else "1.0"  # doubling zero changes nothing
 
 
 def candidates(path: Path) -> list[Mutant]:
