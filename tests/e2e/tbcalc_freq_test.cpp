@@ -57,6 +57,9 @@ TEST(TbcalcFreq, RelaxedWaterHasThreeVibrationsAndSixNearZeroModes) {
 
   // The Molden file's own layout is checked where it is written; here only that it is.
   EXPECT_TRUE(read_text(run.dir / "w.molden").starts_with("[Molden Format]\n[Atoms] AU\nO "));
+  // The report holds the molecule as read, not as the displacements' rounding left it.
+  const auto as_read = tbcalc({"energy", "--json", "m.xyz"}, run.dir.path());
+  EXPECT_EQ(json_numbers(run.r.out, "positions"), json_numbers(as_read.out, "positions"));
 }
 
 TEST(TbcalcFreq, FrequenciesIgnoreRotationTranslationAndAtomOrder) {
