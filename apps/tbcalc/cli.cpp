@@ -4,6 +4,7 @@
 #include <map>
 
 #include "freq_options.hpp"
+#include "parallel/distributed_evaluation.hpp"
 #include "relax_options.hpp"
 
 namespace tbrelax::tbcalc {
@@ -52,6 +53,7 @@ those charges (D).
 
 Options:
       --json             print the results as one JSON document
+      --distributed      one FILE's matrices spread over the ranks of an MPI job (ELPA)
       --tbrelax-symbols  only the first character of an element symbol counts
   -h, --help             show this help
 )"}},
@@ -98,6 +100,7 @@ Options:
                         sd: at the start of every block, with the energy tbrelax reports for it),
                         as multi-frame extended XYZ
       --json            print the results as one JSON document
+      --distributed     one FILE's matrices spread over the ranks of an MPI job (ELPA)
       --tbrelax-symbols only the first character of an element symbol counts
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix and --pull need lbfgs or fire.
@@ -177,6 +180,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.json = true;
     } else if (word == "--tbrelax-symbols") {
       o.tbrelax_symbols = true;
+    } else if (word == "--distributed") {
+      o.distributed = true;
     } else if (const std::string number = word.substr(0, word.find('='));
                o.cmd == command::freq && is_freq_number_option(number)) {
       std::string value;
@@ -208,6 +213,12 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   if (!optimiser_only.empty() && o.method == "sd")
     return usage_error(optimiser_only + " needs --method lbfgs or fire", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
+  if (o.distributed) {
+    if (o.cmd == command::freq) return usage_error("--distributed works with energy and relax only", text.usage, hint);
+    if (!distributed_step_built())
+      return usage_error("--distributed needs a build with ELPA (TBRELAX_ELPA=ON)", text.usage, hint);
+    if (o.files.size() > 1) return usage_error("--distributed takes one FILE only", text.usage, hint);
+  }
   if (o.files.size() > 1 && !o.molden.empty()) return usage_error("--molden takes one FILE only", text.usage, hint);
   if (o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
     return usage_error("-o and --trajectory take one FILE only", text.usage, hint);

@@ -17,6 +17,8 @@ struct options {
   std::vector<std::string> files;
   bool json = false;
   bool tbrelax_symbols = false;  // only the first character of a symbol counts, as in tbrelax
+  bool distributed = false;      // energy, relax: one FILE's matrices spread over the MPI ranks
+  bool writes_files = true;      // relax: false on the ranks of a distributed run but 0
   std::string molden;      // freq: Molden file to write ("" for none)
   thermo_conditions thermo;  // freq: temperature, pressure, symmetry number, soft modes
   std::string output;      // relax: relaxed geometry ("" for the default beside the input)

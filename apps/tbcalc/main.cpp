@@ -58,6 +58,13 @@ int main(int argc, char** argv) {
   std::optional<std::ostream> line_stream;
   if (group->ranks() > 1) line_stream.emplace(&lines.emplace(std::cerr));
   std::ostream& err = line_stream ? *line_stream : std::cerr;
+  // With --distributed every rank runs the same calculation: rank 0 alone speaks and writes.
+  if (p.run->distributed && !reporting) {
+    options quiet = *p.run;
+    quiet.writes_files = false;
+    return p.run->cmd == command::energy ? run_energy(quiet, *group, nowhere, nowhere)
+                                         : run_relax(quiet, *group, nowhere, nowhere);
+  }
   try {
     switch (p.run->cmd) {
       case command::energy: return run_energy(*p.run, *group, out, err);
