@@ -35,7 +35,7 @@ void calculation::read(const std::string& path, bool tbrelax_symbols, bool hessi
 }
 
 std::unique_ptr<electronic_step> distributed_step_for(const options& o, work_sharing& group) {
-  return o.distributed ? make_distributed_step(group) : nullptr;
+  return o.distributed ? make_distributed_step(group, o.block) : nullptr;
 }
 
 int guarded(const std::string& path, std::ostream& err, const std::function<void()>& work, std::string* message) {
