@@ -26,6 +26,9 @@ void pdgemm_(const char* transa, const char* transb, const int* m, const int* n,
              const double* a, const int* ia, const int* ja, const int* desca, const double* b, const int* ib,
              const int* jb, const int* descb, const double* beta, double* c, const int* ic, const int* jc,
              const int* descc);
+void pdsyrk_(const char* uplo, const char* trans, const int* n, const int* k, const double* alpha, const double* a,
+             const int* ia, const int* ja, const int* desca, const double* beta, double* c, const int* ic,
+             const int* jc, const int* descc);
 void pdtran_(const int* m, const int* n, const double* alpha, const double* a, const int* ia, const int* ja,
              const int* desca, const double* beta, double* c, const int* ic, const int* jc, const int* descc);
 }
