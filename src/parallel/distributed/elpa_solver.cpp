@@ -83,10 +83,10 @@ void elpa_solver::solve(const std::vector<double>& S, const std::vector<double>&
   out.timings.densities = densities(factor_, out.eps, electrons, work_, P, W);
 }
 
-// S = U^T U by ScaLAPACK, trusted as the serial route trusts its factor: every pivot U_jj^2 and
+// S = L L^T by ScaLAPACK, trusted as the serial route trusts its factor: every pivot L_jj^2 and
 // the reciprocal condition estimate 1 / (|S|_1 |S^-1|_1) of pdpocon at least 1e-6 |S|_1 and
-// 1e-6. Then A = U^-T H U^-1 (upper triangle, mirrored for ELPA), its lowest orbitals, and C =
-// U^-1 Y in vectors_.
+// 1e-6. Then A = L^-1 H L^-T (the lower triangle, by ScaLAPACK's faster reduction that only
+// works on it, mirrored for ELPA), its lowest orbitals, and C = L^-T Y in vectors_.
 bool elpa_solver::try_cholesky(const std::vector<double>& S, const std::vector<double>& H, int electrons,
                                electronic_result& out, std::vector<double>& scratch) {
   const int n = layout_.n();
@@ -97,7 +97,7 @@ bool elpa_solver::try_cholesky(const std::vector<double>& S, const std::vector<d
   auto start = stopwatch_clock::now();
   factor_ = S;
   int info = 0;
-  pdpotrf_("U", &n, factor_.data(), &one, &one, desc, &info);
+  pdpotrf_("L", &n, factor_.data(), &one, &one, desc, &info);
   if (info != 0) return false;
 
   std::vector<double> column_sums(n, 0.0), pivots(n, 0.0);
@@ -114,20 +114,25 @@ bool elpa_solver::try_cholesky(const std::vector<double>& S, const std::vector<d
   if (!(smallest_pivot >= least_trusted_overlap_eigenvalue * norm)) return false;
   double rcond = 0.0, work_size = 0.0;
   int iwork_size = 0, query = -1;
-  pdpocon_("U", &n, factor_.data(), &one, &one, desc, &norm, &rcond, &work_size, &query, &iwork_size, &query, &info);
-  std::vector<double> work(std::size_t(work_size) + 1);
+  pdpocon_("L", &n, factor_.data(), &one, &one, desc, &norm, &rcond, &work_size, &query, &iwork_size, &query, &info);
+  std::vector<double> scalapack_work(std::size_t(work_size) + 1);
   std::vector<int> iwork(std::max(iwork_size, 1));
-  const int lwork = int(work.size()), liwork = int(iwork.size());
-  pdpocon_("U", &n, factor_.data(), &one, &one, desc, &norm, &rcond, work.data(), &lwork, iwork.data(), &liwork,
+  const int lwork = int(scalapack_work.size()), liwork = int(iwork.size());
+  pdpocon_("L", &n, factor_.data(), &one, &one, desc, &norm, &rcond, scalapack_work.data(), &lwork, iwork.data(), &liwork,
            &info);
   if (info != 0 || !(rcond >= least_trusted_overlap_eigenvalue)) return false;
 
   work_ = H;
   const int itype = 1;
   double scale = 1.0;
-  pdsygst_(&itype, "U", &n, work_.data(), &one, &one, desc, factor_.data(), &one, &one, desc, &scale, &info);
+  pdsyngst_(&itype, "L", &n, work_.data(), &one, &one, desc, factor_.data(), &one, &one, desc, &scale, &work_size,
+            &query, &info);
+  scalapack_work.resize(std::size_t(work_size) + 1);
+  const int reduction_work = int(scalapack_work.size());
+  pdsyngst_(&itype, "L", &n, work_.data(), &one, &one, desc, factor_.data(), &one, &one, desc, &scale, scalapack_work.data(),
+            &reduction_work, &info);
   if (info != 0) return false;
-  mirror_upper(work_, scratch);
+  mirror(work_, scratch, /*from_upper=*/false);
   out.timings.products += seconds_since(start);
 
   start = stopwatch_clock::now();
@@ -137,7 +142,7 @@ bool elpa_solver::try_cholesky(const std::vector<double>& S, const std::vector<d
 
   start = stopwatch_clock::now();
   const double unit = 1.0;
-  pdtrsm_("L", "U", "N", "N", &n, &orbitals, &unit, factor_.data(), &one, &one, desc, vectors_.data(), &one, &one,
+  pdtrsm_("L", "L", "T", "N", &n, &orbitals, &unit, factor_.data(), &one, &one, desc, vectors_.data(), &one, &one,
           desc);
   out.timings.products += seconds_since(start);
   return true;
@@ -215,13 +220,13 @@ double elpa_solver::densities(const std::vector<double>& C, const std::vector<do
     if (positive > 0)
       pdsyrk_("U", "N", &n, &positive, &plus, scratch.data(), &one, &first_positive, desc, &plus, target.data(), &one,
               &one, desc);
-    mirror_upper(target, scratch);
+    mirror(target, scratch, /*from_upper=*/true);
   }
   return seconds_since(start);
 }
 
-// The lower triangle of M from its upper one, through the transpose in scratch.
-void elpa_solver::mirror_upper(std::vector<double>& M, std::vector<double>& scratch) const {
+// The lower triangle of M from its upper one, or the other way, through the transpose in scratch.
+void elpa_solver::mirror(std::vector<double>& M, std::vector<double>& scratch, bool from_upper) const {
   const int n = layout_.n();
   const int* desc = layout_.descriptor();
   const std::size_t ld = layout_.ld();
@@ -231,7 +236,7 @@ void elpa_solver::mirror_upper(std::vector<double>& M, std::vector<double>& scra
   pdtran_(&n, &n, &unit, M.data(), &one, &one, desc, &zero, scratch.data(), &one, &one, desc);
   for (std::size_t k = 0; k < cols.size(); ++k)
     for (std::size_t r = 0; r < rows.size(); ++r)
-      if (rows[r] > cols[k]) M[r + k * ld] = scratch[r + k * ld];
+      if (from_upper ? rows[r] > cols[k] : rows[r] < cols[k]) M[r + k * ld] = scratch[r + k * ld];
 }
 
 }  // namespace tbrelax

@@ -36,7 +36,7 @@ class elpa_solver {
   double densities(const std::vector<double>& C, const std::vector<double>& eps, int electrons,
                  std::vector<double>& scratch, std::vector<double>& P, std::vector<double>& W);
 
-  void mirror_upper(std::vector<double>& M, std::vector<double>& scratch) const;
+  void mirror(std::vector<double>& M, std::vector<double>& scratch, bool from_upper) const;
 
   const process_grid& grid_;
   const block_cyclic& layout_;

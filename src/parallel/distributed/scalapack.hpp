@@ -16,9 +16,9 @@ void pdpotrf_(const char* uplo, const int* n, double* a, const int* ia, const in
 void pdpocon_(const char* uplo, const int* n, const double* a, const int* ia, const int* ja, const int* desca,
               const double* anorm, double* rcond, double* work, const int* lwork, int* iwork, const int* liwork,
               int* info);
-void pdsygst_(const int* ibtype, const char* uplo, const int* n, double* a, const int* ia, const int* ja,
-              const int* desca, const double* b, const int* ib, const int* jb, const int* descb, double* scale,
-              int* info);
+void pdsyngst_(const int* ibtype, const char* uplo, const int* n, double* a, const int* ia, const int* ja,
+               const int* desca, const double* b, const int* ib, const int* jb, const int* descb, double* scale,
+               double* work, const int* lwork, int* info);
 void pdtrsm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n,
              const double* alpha, const double* a, const int* ia, const int* ja, const int* desca, double* b,
              const int* ib, const int* jb, const int* descb);
