@@ -48,8 +48,9 @@ int main(int argc, char** argv) {
     if (reporting) (p.status == 0 ? std::cout : std::cerr) << p.text << std::flush;
     return p.status;
   }
-  // energy writes no file and may simply end at a signal; relax and freq stop cleanly.
-  if (p.run->cmd != command::energy) tbrelax::signals::catch_interruptions();
+  // energy writes no file and may simply end at a signal; relax and freq stop cleanly. A
+  // distributed run ends at once: its ranks would not stop at the same evaluation.
+  if (p.run->cmd != command::energy && !p.run->distributed) tbrelax::signals::catch_interruptions();
   // Rank 0 prints the results. The ranks' warnings and progress share one standard error:
   // each line leaves in one piece.
   std::ostream nowhere(nullptr);
