@@ -56,7 +56,8 @@ TEST_P(DistributedEnergy, AgreesWithOneProcess) {
   const auto alone = testing::tbcalc({"energy", "--json", "m.xyz"}, dir.path());
   const auto shared = testing::run_program(
       TBRELAX_MPIEXEC,
-      testing::mpiexec_args(d.ranks, {"energy", "--json", "--distributed", "--block", std::to_string(d.block), "m.xyz"}),
+      testing::mpiexec_args(d.ranks,
+                            {"energy", "--json", "--distributed", "--block", std::to_string(d.block), "m.xyz"}),
       dir.path(), "");
   ASSERT_EQ(shared.status, 0) << shared.err;
   ASSERT_EQ(alone.status, 0) << alone.err;
@@ -81,7 +82,8 @@ INSTANTIATE_TEST_SUITE_P(
     Cases, DistributedEnergy,
     ::testing::Values(distributed_case{"flake_2", flake_xyz(800), 2, 64},
                       distributed_case{"flake_4_wrapped", flake_xyz(800), 4, 16},
-                      distributed_case{"odd_electrons_2", "4\nCH3\nC 0 0 0.05\nH 1.08 0 0\nH -0.5 0.95 0\nH -0.56 -0.92 0\n", 2, 1},
+                      distributed_case{"odd_electrons_2",
+                                       "4\nCH3\nC 0 0 0.05\nH 1.08 0 0\nH -0.5 0.95 0\nH -0.56 -0.92 0\n", 2, 1},
                       distributed_case{"overlap_not_positive_4",
                                        "4\nclose\nN 0 0 0\nO 1e-8 0 0\nH 0.3 1.0 0.2\nH -0.5 -0.2 0.9\n", 4, 1}),
     [](const auto& info) { return info.param.name; });

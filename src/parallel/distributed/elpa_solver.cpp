@@ -17,7 +17,8 @@ namespace {
 const int one = 1;
 
 void check_elpa(int error, const char* what) {
-  if (error != ELPA_OK) throw std::runtime_error(std::string("ELPA ") + what + " failed (error " + std::to_string(error) + ")");
+  if (error != ELPA_OK)
+    throw std::runtime_error(std::string("ELPA ") + what + " failed (error " + std::to_string(error) + ")");
 }
 
 // Sum (or max) of an O(n) vector over the processes, each element having been set by the process
@@ -118,8 +119,8 @@ bool elpa_solver::try_cholesky(const std::vector<double>& S, const std::vector<d
   std::vector<double> scalapack_work(std::size_t(work_size) + 1);
   std::vector<int> iwork(std::max(iwork_size, 1));
   const int lwork = int(scalapack_work.size()), liwork = int(iwork.size());
-  pdpocon_("L", &n, factor_.data(), &one, &one, desc, &norm, &rcond, scalapack_work.data(), &lwork, iwork.data(), &liwork,
-           &info);
+  pdpocon_("L", &n, factor_.data(), &one, &one, desc, &norm, &rcond, scalapack_work.data(), &lwork, iwork.data(),
+           &liwork, &info);
   if (info != 0 || !(rcond >= least_trusted_overlap_eigenvalue)) return false;
 
   work_ = H;
@@ -129,8 +130,8 @@ bool elpa_solver::try_cholesky(const std::vector<double>& S, const std::vector<d
             &query, &info);
   scalapack_work.resize(std::size_t(work_size) + 1);
   const int reduction_work = int(scalapack_work.size());
-  pdsyngst_(&itype, "L", &n, work_.data(), &one, &one, desc, factor_.data(), &one, &one, desc, &scale, scalapack_work.data(),
-            &reduction_work, &info);
+  pdsyngst_(&itype, "L", &n, work_.data(), &one, &one, desc, factor_.data(), &one, &one, desc, &scale,
+            scalapack_work.data(), &reduction_work, &info);
   if (info != 0) return false;
   mirror(work_, scratch, /*from_upper=*/false);
   out.timings.products += seconds_since(start);
