@@ -59,18 +59,17 @@ int main(int argc, char** argv) {
   std::optional<std::ostream> line_stream;
   if (group->ranks() > 1) line_stream.emplace(&lines.emplace(std::cerr));
   std::ostream& err = line_stream ? *line_stream : std::cerr;
-  // With --distributed every rank runs the same calculation: rank 0 alone speaks and writes.
-  if (p.run->distributed && !reporting) {
-    options quiet = *p.run;
-    quiet.writes_files = false;
-    return p.run->cmd == command::energy ? run_energy(quiet, *group, nowhere, nowhere)
-                                         : run_relax(quiet, *group, nowhere, nowhere);
-  }
+  // With --distributed every rank runs the same calculation: rank 0 alone speaks and writes
+  // (faults that are no file's own still reach standard error from any rank).
+  options run = *p.run;
+  const bool quiet = run.distributed && !reporting;
+  run.writes_files = !quiet;
+  std::ostream& warnings = quiet ? nowhere : err;
   try {
-    switch (p.run->cmd) {
-      case command::energy: return run_energy(*p.run, *group, out, err);
-      case command::freq: return run_freq(*p.run, *group, out, err);
-      case command::relax: return run_relax(*p.run, *group, out, err);
+    switch (run.cmd) {
+      case command::energy: return run_energy(run, *group, out, warnings);
+      case command::freq: return run_freq(run, *group, out, warnings);
+      case command::relax: return run_relax(run, *group, out, warnings);
     }
     return 70;
   } catch (...) {
