@@ -50,6 +50,19 @@ if(TBRELAX_MPI)
   file(GLOB TBRELAX_MPI_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/src/parallel/mpi/*.cpp)
 endif()
 
+# ScaLAPACK and ELPA for the distributed electronic step (src/parallel/distributed), again only
+# in the programs' process group. Without them the step reports itself missing.
+set(TBRELAX_ELPA_SOURCES ${CMAKE_CURRENT_SOURCE_DIR}/src/parallel/no_distribution.cpp)
+if(TBRELAX_ELPA)
+  if(NOT TBRELAX_MPI)
+    message(FATAL_ERROR "TBRELAX_ELPA needs TBRELAX_MPI=ON")
+  endif()
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(ELPA REQUIRED IMPORTED_TARGET elpa)
+  pkg_check_modules(SCALAPACK REQUIRED IMPORTED_TARGET scalapack-openmpi)
+  file(GLOB TBRELAX_ELPA_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/src/parallel/distributed/*.cpp)
+endif()
+
 function(tbrelax_link_backends target)
   if(OpenMP_CXX_FOUND)
     target_link_libraries(${target} PUBLIC OpenMP::OpenMP_CXX)

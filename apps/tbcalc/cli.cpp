@@ -4,6 +4,7 @@
 #include <map>
 
 #include "freq_options.hpp"
+#include "parallel/distributed_evaluation.hpp"
 #include "relax_options.hpp"
 
 namespace tbrelax::tbcalc {
@@ -52,6 +53,8 @@ those charges (D).
 
 Options:
       --json             print the results as one JSON document
+      --distributed      one FILE's matrices spread over the ranks of an MPI job (ELPA)
+      --block NB         --distributed: blocks of NB x NB dealt over the ranks (default 64)
       --tbrelax-symbols  only the first character of an element symbol counts
   -h, --help             show this help
 )"}},
@@ -98,6 +101,8 @@ Options:
                         sd: at the start of every block, with the energy tbrelax reports for it),
                         as multi-frame extended XYZ
       --json            print the results as one JSON document
+      --distributed     one FILE's matrices spread over the ranks of an MPI job (ELPA)
+      --block NB        --distributed: blocks of NB x NB dealt over the ranks (default 64)
       --tbrelax-symbols only the first character of an element symbol counts
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix and --pull need lbfgs or fire.
@@ -140,6 +145,11 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   };
   optimiser_settings& opt = o.optimiser;
   if (o.cmd == command::freq) valued["--molden"] = file_into(o.molden);
+  if (o.cmd != command::freq)
+    valued["--block"] = [&o](const std::string& v) {
+      const std::string fault = parse_count(v, o.block);
+      return fault.empty() && o.block < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
+    };
   if (o.cmd == command::relax) {
     valued["-o"] = valued["--output"] = file_into(o.output);
     valued["--trajectory"] = file_into(o.trajectory);
@@ -177,6 +187,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.json = true;
     } else if (word == "--tbrelax-symbols") {
       o.tbrelax_symbols = true;
+    } else if (word == "--distributed") {
+      o.distributed = true;
     } else if (const std::string number = word.substr(0, word.find('='));
                o.cmd == command::freq && is_freq_number_option(number)) {
       std::string value;
@@ -208,6 +220,14 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   if (!optimiser_only.empty() && o.method == "sd")
     return usage_error(optimiser_only + " needs --method lbfgs or fire", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
+  if (o.distributed) {
+    if (o.cmd == command::freq) return usage_error("--distributed works with energy and relax only", text.usage, hint);
+    if (!distributed_step_built())
+      return usage_error("--distributed needs a build with ELPA (TBRELAX_ELPA=ON)", text.usage, hint);
+    if (o.files.size() > 1) return usage_error("--distributed takes one FILE only", text.usage, hint);
+  } else if (o.block != default_distributed_block) {
+    return usage_error("--block needs --distributed", text.usage, hint);
+  }
   if (o.files.size() > 1 && !o.molden.empty()) return usage_error("--molden takes one FILE only", text.usage, hint);
   if (o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
     return usage_error("-o and --trajectory take one FILE only", text.usage, hint);

@@ -7,6 +7,7 @@
 
 #include "hessian/thermochemistry.hpp"
 #include "optimize/optimiser_run.hpp"
+#include "parallel/distributed_evaluation.hpp"
 
 namespace tbrelax::tbcalc {
 
@@ -17,6 +18,9 @@ struct options {
   std::vector<std::string> files;
   bool json = false;
   bool tbrelax_symbols = false;  // only the first character of a symbol counts, as in tbrelax
+  bool distributed = false;      // energy, relax: one FILE's matrices spread over the MPI ranks
+  int block = default_distributed_block;               // --distributed: block size of the layout over the ranks
+  bool writes_files = true;      // relax: false on the ranks of a distributed run but 0
   std::string molden;      // freq: Molden file to write ("" for none)
   thermo_conditions thermo;  // freq: temperature, pressure, symmetry number, soft modes
   std::string output;      // relax: relaxed geometry ("" for the default beside the input)

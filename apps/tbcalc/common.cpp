@@ -5,6 +5,7 @@
 
 #include "driver/batch_input.hpp"
 #include "io/diagnostic.hpp"
+#include "parallel/distributed_evaluation.hpp"
 #include "params/read_param.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
@@ -29,7 +30,12 @@ calculation::calculation(std::ostream& err) : con(err, no_keyboard, /*pauses=*/f
 
 void calculation::read(const std::string& path, bool tbrelax_symbols, bool hessian) {
   read_structure(c, par, drv, path, con.screen(), !tbrelax_symbols);
-  check_memory_for(c, hessian);
+  // A distributed step checks the memory of its own part.
+  if (!model.distributed) check_memory_for(c, hessian);
+}
+
+std::unique_ptr<electronic_step> distributed_step_for(const options& o, work_sharing& group) {
+  return o.distributed ? make_distributed_step(group, o.block) : nullptr;
 }
 
 int guarded(const std::string& path, std::ostream& err, const std::function<void()>& work, std::string* message) {

@@ -8,9 +8,11 @@
 #include <string>
 
 #include "../signals/interruption.hpp"
+#include "cli.hpp"
 #include "io/console.hpp"
 #include "io/json_writer.hpp"
 #include "linalg/electronic_solver.hpp"
+#include "parallel/work_sharing.hpp"
 #include "state/common_var.hpp"
 #include "state/errors.hpp"
 #include "state/param.hpp"
@@ -37,6 +39,9 @@ struct calculation {
   evaluation_workspace workspace;
   energy_model model{par, *solver, con, &workspace, signals::check_interruption};
 };
+
+// With --distributed, the electronic step that every process of `group` shares; else null.
+std::unique_ptr<electronic_step> distributed_step_for(const options& o, work_sharing& group);
 
 // An option that does not fit the file it is used on (an atom the molecule does not have):
 // found once the file is read, before any evaluation, and ended with the usage status.

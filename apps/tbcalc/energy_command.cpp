@@ -117,8 +117,10 @@ void json_report(json_writer& json, const std::string& path, const common_var& c
 }  // namespace
 
 int run_energy(const options& o, work_sharing& group, std::ostream& out, std::ostream& err) {
+  const auto distributed = distributed_step_for(o, group);
   const file_work one_file = [&](const std::string& path, std::ostream& warnings, std::ostream& text, json_writer& json) {
     calculation calc(warnings);
+    calc.model.distributed = distributed.get();
     calc.read(path, o.tbrelax_symbols);
     common_var& c = calc.c;
     energy_result r;
@@ -134,7 +136,9 @@ int run_energy(const options& o, work_sharing& group, std::ostream& out, std::os
     else
       human_report(text, path, c, r);
   };
-  return run_batch(o, group, out, err, one_file, {"\n", /*own_document=*/true});
+  // A distributed run is one calculation that every process makes together.
+  single_process together;
+  return run_batch(o, distributed ? together : group, out, err, one_file, {"\n", /*own_document=*/true});
 }
 
 }  // namespace tbrelax::tbcalc

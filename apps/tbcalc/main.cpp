@@ -48,8 +48,9 @@ int main(int argc, char** argv) {
     if (reporting) (p.status == 0 ? std::cout : std::cerr) << p.text << std::flush;
     return p.status;
   }
-  // energy writes no file and may simply end at a signal; relax and freq stop cleanly.
-  if (p.run->cmd != command::energy) tbrelax::signals::catch_interruptions();
+  // energy writes no file and may simply end at a signal; relax and freq stop cleanly. A
+  // distributed run ends at once: its ranks would not stop at the same evaluation.
+  if (p.run->cmd != command::energy && !p.run->distributed) tbrelax::signals::catch_interruptions();
   // Rank 0 prints the results. The ranks' warnings and progress share one standard error:
   // each line leaves in one piece.
   std::ostream nowhere(nullptr);
@@ -58,11 +59,17 @@ int main(int argc, char** argv) {
   std::optional<std::ostream> line_stream;
   if (group->ranks() > 1) line_stream.emplace(&lines.emplace(std::cerr));
   std::ostream& err = line_stream ? *line_stream : std::cerr;
+  // With --distributed every rank runs the same calculation: rank 0 alone speaks and writes
+  // (faults that are no file's own still reach standard error from any rank).
+  options run = *p.run;
+  const bool quiet = run.distributed && !reporting;
+  run.writes_files = !quiet;
+  std::ostream& warnings = quiet ? nowhere : err;
   try {
-    switch (p.run->cmd) {
-      case command::energy: return run_energy(*p.run, *group, out, err);
-      case command::freq: return run_freq(*p.run, *group, out, err);
-      case command::relax: return run_relax(*p.run, *group, out, err);
+    switch (run.cmd) {
+      case command::energy: return run_energy(run, *group, out, warnings);
+      case command::freq: return run_freq(run, *group, out, warnings);
+      case command::relax: return run_relax(run, *group, out, warnings);
     }
     return 70;
   } catch (...) {

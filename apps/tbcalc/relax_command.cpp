@@ -89,7 +89,7 @@ relaxed relax_file(calculation& calc, const std::string& path, const options& o,
     if (const std::string fault = constraint_fault(o.optimiser.limits, c.at_count); !fault.empty())
       throw usage_fault(fault);
   std::optional<xyz_trajectory> trajectory;
-  if (!o.trajectory.empty()) trajectory.emplace(o.trajectory);
+  if (!o.trajectory.empty() && o.writes_files) trajectory.emplace(o.trajectory);
   batch_observer observer(path, err, trajectory ? &*trajectory : nullptr, sd);
   relaxed r;
   r.output = o.output.empty() ? default_output(path) : o.output;
@@ -108,7 +108,7 @@ relaxed relax_file(calculation& calc, const std::string& path, const options& o,
     r.E = run.E;
   }
   r.largest = find_largest_force(c);
-  replace_file(r.output, xyz_frame(c, energy_info(c, r.E)));
+  if (o.writes_files) replace_file(r.output, xyz_frame(c, energy_info(c, r.E)));
   return r;
 }
 
@@ -161,15 +161,18 @@ void json_result(json_writer& json, const std::string& path, const common_var& c
 }  // namespace
 
 int run_relax(const options& o, work_sharing& group, std::ostream& out, std::ostream& err) {
+  const auto distributed = distributed_step_for(o, group);
   const file_work one_file = [&](const std::string& path, std::ostream& progress, std::ostream& text, json_writer& json) {
     calculation calc(progress);
+    calc.model.distributed = distributed.get();
     const relaxed r = relax_file(calc, path, o, progress);
     if (o.json)
       json_result(json, path, calc.c, r, o);
     else
       human_report(text, path, calc.c, r, o);
   };
-  return run_batch(o, group, out, err, one_file, {"", /*own_document=*/false});
+  single_process together;  // a distributed run: one calculation that every process makes together
+  return run_batch(o, distributed ? together : group, out, err, one_file, {"", /*own_document=*/false});
 }
 
 }  // namespace tbrelax::tbcalc

@@ -98,6 +98,12 @@ void pair_elements(int ta, int tb, const position& ra, const position& rb, const
   hamiltonian_block(ta, tb, pair_factor(ta, tb, R, par), par, out.s, out.h);
 }
 
+void own_block(int t, const param& par, pair_block& out) {
+  for (int mu = 0; mu < 4; ++mu)
+    for (int nu = 0; nu < 4; ++nu) out.s[mu][nu] = mu == nu ? 1.0 : 0.0;
+  hamiltonian_block(t, t, 1.0, par, out.s, out.h);
+}
+
 void assemble_overlap(int only_atom, const common_var& c, const param& par, matrix& S) {
   const std::vector<int> offset = basis_offsets(c);
   const overlap_table table(par);

@@ -28,6 +28,9 @@ struct pair_block {
 void pair_elements(int ta, int tb, const std::array<double, 3>& ra, const std::array<double, 3>& rb,
                    const param& par, const overlap_table& table, pair_block& out);
 
+// An atom's own block: S the unit matrix, H its on-site energies on the diagonal.
+void own_block(int t, const param& par, pair_block& out);
+
 // Writes the upper-triangle elements of the pairs a <= b (all of them, or with only_atom = i
 // the pairs that contain atom i, its own block included; others keep their values), then
 // mirrors the upper triangle into the lower one.

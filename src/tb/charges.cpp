@@ -14,6 +14,10 @@ std::vector<double> mulliken_charges(const common_var& c, const evaluation_works
   for (int a = 0; a < c.at_count; ++a) {
     double electrons = 0;
     for (int mu = offset[a]; mu < offset[a + 1]; ++mu) {
+      if (!w.populations.empty()) {
+        electrons += w.populations[mu];
+        continue;
+      }
       // (P S)_mu,mu = sum_nu P(nu, mu) S(nu, mu): P is symmetric, so two contiguous columns.
       const double* p = P.col(mu);
       const double* s = S.col(mu);

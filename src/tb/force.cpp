@@ -62,18 +62,23 @@ double force(common_var& c, const energy_model& model, evaluation_details* detai
   matrix& H = work.H;
   electronic_result& electrons = work.electrons;
 
-  // Every element of S and H is written below, so storage kept from a previous call needs no clearing.
+  const displacement_view view(c, force_displacement);
+  double assembly_seconds = 0, displacement_seconds = 0;
   auto start = clock_type::now();
-  if (S.rows() != n) {
-    check_memory(evaluation_storage_bytes(n), storage_purpose(c, false));
-    S = matrix(n);
+  if (model.distributed) {
+    model.distributed->run(c, par, view, electrons, work.populations);
+  } else {
+    // Every element of S and H is written below, so storage kept from a previous call needs no clearing.
+    if (S.rows() != n) {
+      check_memory(evaluation_storage_bytes(n), storage_purpose(c, false));
+      S = matrix(n);
+    }
+    if (H.rows() != n) H = matrix(n);
+    assemble_overlap(all_atoms, c, par, S);
+    assemble_hamiltonian(all_atoms, c, par, S, H);
+    assembly_seconds = seconds_since(start);
+    model.solver.solve(H, S, c.el_count, electrons);
   }
-  if (H.rows() != n) H = matrix(n);
-  assemble_overlap(all_atoms, c, par, S);
-  assemble_hamiltonian(all_atoms, c, par, S, H);
-  const double assembly_seconds = seconds_since(start);
-
-  model.solver.solve(H, S, c.el_count, electrons);
   for (const negative_overlap& s : electrons.negative_overlaps) {
     model.con.print(" Error S<0.", s.index, s.value);
     model.con.pause();
@@ -81,10 +86,11 @@ double force(common_var& c, const energy_model& model, evaluation_details* detai
   const double repulsive_energy = ener_rep(c, par, model.con);
   const double E = occupy(repulsive_energy, electrons.eps, c, par);
 
-  start = clock_type::now();
-  const displacement_view view(c, force_displacement);
-  electronic_forces(c, par, view, S, H, electrons.P, electrons.W);
-  const double displacement_seconds = seconds_since(start);
+  if (!model.distributed) {
+    start = clock_type::now();
+    electronic_forces(c, par, view, S, H, electrons.P, electrons.W);
+    displacement_seconds = seconds_since(start);
+  }
   start = clock_type::now();
   repulsive_forces(c, par, view);
   const double repulsion_seconds = seconds_since(start);

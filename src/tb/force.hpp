@@ -17,6 +17,22 @@ namespace tbrelax {
 struct evaluation_workspace {
   matrix S, H;
   electronic_result electrons;
+  // (P S)_mu,mu of every basis function where an electronic_step did the work and S and P are
+  // not held here; empty otherwise.
+  std::vector<double> populations;
+};
+
+class displacement_view;
+
+// The electronic part of an evaluation done without the n x n matrices of the workspace (by
+// processes that share them, each holding a part). At c's coordinates: the orbital energies,
+// negative overlap eigenvalues, route and timings into `out` (its P and W stay empty), felx..felz
+// of every atom for the displacements of `view`, and (P S)_mu,mu into `populations`.
+class electronic_step {
+ public:
+  virtual ~electronic_step() = default;
+  virtual void run(common_var& c, const param& par, const displacement_view& view, electronic_result& out,
+                   std::vector<double>& populations) = 0;
 };
 
 // What an evaluation needs besides the molecule: the model constants, the electronic solver,
@@ -31,6 +47,7 @@ struct energy_model {
   console& con;
   evaluation_workspace* workspace = nullptr;
   std::function<void()> interruption_check = {};
+  electronic_step* distributed = nullptr;  // where set, it does the electronic part
 };
 
 // More of one evaluation than the energy and the forces, for tools and benchmarks.

@@ -192,6 +192,12 @@ TEST(TbcalcCommandLine, HelpAndVersionGoToStandardOutput) {
   EXPECT_EQ(version.out, "tbcalc " TBRELAX_VERSION "\n");
 }
 
+#ifdef TBRELAX_HAVE_ELPA
+constexpr bool distributed_built = true;
+#else
+constexpr bool distributed_built = false;
+#endif
+
 TEST(TbcalcCommandLine, UsageErrorsEndWithStatus64) {
   temp_dir dir;
   write_text(dir / "w.xyz", water);
@@ -215,6 +221,13 @@ TEST(TbcalcCommandLine, UsageErrorsEndWithStatus64) {
            {{"freq", "--soft-mode-cutoff", "x", "w.xyz"},
             "tbcalc: --soft-mode-cutoff needs a wavenumber from 0 up (cm^-1), not 'x'"},
            {{"energy", "--temperature", "300", "w.xyz"}, "tbcalc: unknown option '--temperature'"},
+           {{"freq", "--distributed", "w.xyz"}, "tbcalc: --distributed works with energy and relax only"},
+           {{"energy", "--block", "8", "w.xyz"}, "tbcalc: --block needs --distributed"},
+           {{"relax", "--distributed", "--block", "0", "w.xyz"},
+            "tbcalc: --block: a whole number of at least 1 is needed, not '0'"},
+           {{"energy", "--distributed", "w.xyz", "w.xyz"},
+            distributed_built ? "tbcalc: --distributed takes one FILE only"
+                              : "tbcalc: --distributed needs a build with ELPA (TBRELAX_ELPA=ON)"},
        }) {
     const auto r = tbcalc(u.args, dir.path());
     EXPECT_EQ(r.status, 64) << u.first_line;

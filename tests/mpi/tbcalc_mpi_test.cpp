@@ -2,16 +2,17 @@
 // process writes, and a rank that dies ends the job instead of leaving the others waiting.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <map>
 #include <sstream>
 
+#include "mpiexec.hpp"
 #include "support/run_program.hpp"
 #include "support/test_support.hpp"
 
 namespace tbrelax {
 namespace {
 
+using testing::mpiexec_args;
 using testing::read_text;
 using testing::run_program;
 using testing::temp_dir;
@@ -24,17 +25,6 @@ void write_inputs(const std::filesystem::path& dir) {
   for (const char* name : {"water", "methane", "ammonia", "formaldehyde", "benzene"})
     std::filesystem::copy_file(examples / name / "input.xyz", dir / (std::string(name) + ".xyz"));
   write_text(dir / "bad.xyz", "3\nb\nH 0 0 0\n");
-}
-
-std::vector<std::string> mpiexec_args(int ranks, const std::vector<std::string>& args) {
-  // Open MPI refuses to start as root (a container, CI) unless told twice.
-  setenv("OMPI_ALLOW_RUN_AS_ROOT", "1", 0);
-  setenv("OMPI_ALLOW_RUN_AS_ROOT_CONFIRM", "1", 0);
-  std::vector<std::string> all;
-  if (std::string(TBRELAX_MPIEXEC_OVERSUBSCRIBE) != "") all.push_back(TBRELAX_MPIEXEC_OVERSUBSCRIBE);
-  all.insert(all.end(), {TBRELAX_MPIEXEC_NUMPROC_FLAG, std::to_string(ranks), testing::built_program("tbcalc")});
-  all.insert(all.end(), args.begin(), args.end());
-  return all;
 }
 
 // How often each line of tbcalc's own (the job's launcher adds notes of its own).

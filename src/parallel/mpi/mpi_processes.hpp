@@ -33,8 +33,11 @@ class mpi_processes final : public work_sharing {
   // The job's communicator, for work that needs MPI itself.
   MPI_Comm communicator() const { return MPI_COMM_WORLD; }
 
- private:
+  // Reports the fault through on_fault and ends the whole job with its status: for a fault on
+  // one rank while the others may be waiting for it.
   [[noreturn]] void abort_job(std::exception_ptr fault) const;
+
+ private:
   void share_from_rank_0(std::size_t count, const task& run, const receiver& receive, const ordering& order,
                          int tag) const;
   void hand_out(const std::function<std::size_t()>& next, const receiver& deliver, int tag) const;
