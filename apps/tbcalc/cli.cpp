@@ -45,7 +45,7 @@ struct command_text {
 
 const std::map<std::string, command_text, std::less<>> commands = {
     {"energy",
-     {command::energy, "Usage: tbcalc energy [--json] FILE...\n", R"(
+     {command::energy, "Usage: tbcalc energy [--json] [--distributed [--block NB]] FILE...\n", R"(
 One evaluation of the model at the geometry in each FILE: the total energy E and the binding
 energy per atom (eV), the HOMO and LUMO energies and their gap (eV), the total, electronic
 and repulsive force on every atom (eV/Å), the Mulliken charges (e) and the dipole moment of
@@ -81,7 +81,7 @@ Options:
     {"relax",
      {command::relax,
       "Usage: tbcalc relax [--json] [--method M] [--fmax F] [--max-steps N] [--fix LIST] [--pull A,B,F]...\n"
-      "                    [-o OUT] [--trajectory OUT] FILE...\n",
+      "                    [-o OUT] [--trajectory OUT] [--distributed [--block NB]] FILE...\n",
       R"(
 Relaxes each FILE without pausing. One progress line per optimiser step (per block of 20 moves
 for sd) goes to standard error; the relaxed geometry is written as extended XYZ with its energy
