@@ -36,6 +36,7 @@ import doctest
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -206,14 +207,27 @@ def environment(build: Path) -> dict[str, str]:
     return env
 
 
+def run_bounded(args: list[str], place: Path, build: Path) -> subprocess.CompletedProcess:
+    """Runs args in a session of its own, so that at the time limit the whole session is
+    killed, with whatever it started, and nothing is left holding the output pipe."""
+    with subprocess.Popen(args, cwd=place, env=environment(build), stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True) as child:
+        try:
+            out, err = child.communicate(timeout=BLOCK_TIME_LIMIT)
+        except subprocess.TimeoutExpired:
+            os.killpg(child.pid, signal.SIGKILL)
+            child.communicate()
+            raise
+    decode = lambda data: data.decode("utf-8", errors="replace")  # noqa: E731
+    return subprocess.CompletedProcess(args, child.returncode, decode(out), decode(err))
+
+
 def run_console(block: Block, build: Path, place: Path) -> list[str]:
     commands = commands_of(block)
     script = ["exec 2>&1"]
-    for k, command in enumerate(commands):
+    for command in commands:
         script += [command.source, f"printf '{SEPARATOR}%d\\n' $?"]
-    done = subprocess.run(["bash", "-c", "\n".join(script)], cwd=place, env=environment(build), stdin=subprocess.DEVNULL,
-                          capture_output=True, text=True, encoding="utf-8", errors="replace",
-                          timeout=BLOCK_TIME_LIMIT)
+    done = run_bounded(["bash", "-c", "\n".join(script)], place, build)
     parts = done.stdout.split(SEPARATOR)
     faults = []
     for k, command in enumerate(commands):
@@ -245,9 +259,8 @@ def missing_modules(block: Block, build: Path) -> str:
 def run_pycon(block: Block, build: Path, place: Path) -> list[str]:
     source = place / "block.pycon"
     source.write_text("\n".join(block.text) + "\n", encoding="utf-8")
-    done = subprocess.run([sys.executable, str(Path(__file__).resolve()), "--doctest", str(source),
-                           f"{block.page}:{block.line}"], cwd=place, env=environment(build),
-                          stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=BLOCK_TIME_LIMIT)
+    done = run_bounded([sys.executable, str(Path(__file__).resolve()), "--doctest", str(source),
+                        f"{block.page}:{block.line}"], place, build)
     return [] if done.returncode == 0 else [f"{block.page}:{block.line}: the Python block failed\n"
                                             f"{done.stdout}{done.stderr}"]
 
@@ -265,7 +278,7 @@ def main(argv: list[str]) -> int:
     if len(argv) == 3 and argv[0] == "--doctest":
         return doctest_block(argv[1], argv[2])
     if not argv or argv[0].startswith("-"):
-        print(__doc__.strip().splitlines()[2].strip(), file=sys.stderr)
+        print("usage: " + __doc__.strip().splitlines()[2].strip(), file=sys.stderr)
         return 64
     build = Path(argv[0]).resolve()
     if not (build / "tbcalc").exists():
@@ -283,8 +296,10 @@ def main(argv: list[str]) -> int:
             try:
                 run = run_console if block.kind == "console" else run_pycon
                 faults += run(block, build, place)
-            except (subprocess.TimeoutExpired, ValueError) as fault:
-                faults.append(f"{block.page}:{block.line}: {fault}")
+            except subprocess.TimeoutExpired:
+                faults.append(f"{block.page}:{block.line}: the block ran past {BLOCK_TIME_LIMIT} s and was stopped")
+            except ValueError as fault:
+                faults.append(str(fault))
             finally:
                 shutil.rmtree(place, ignore_errors=True)
             ran += 1
