@@ -138,7 +138,8 @@ int run_freq(const options& o, work_sharing& group, std::ostream& out, std::ostr
                                         [&] { calc.read(path, o.tbrelax_symbols, /*hessian=*/true); });
     if (!study) return;  // a rank that computed rows only
     const common_var& c = calc.c;
-    if (!o.molden.empty()) write_molden(o.molden, c, study->modes);
+    const vibrational_analysis& modes = study->modes;
+    if (!o.molden.empty()) write_molden(o.molden, c, {modes.frequencies, modes.intensities, modes.modes});
     if (o.json)
       json_report(json, path, c, study->energy, study->modes, study->thermo);
     else

@@ -1,16 +1,22 @@
-// tbrelax: relaxes the molecule in input.xyz and reports it in output.xyz. No arguments.
+// tbrelax: relaxes the molecule in input.xyz and reports it in output.xyz. No arguments; the one
+// argument --version alone prints the version, and any other arguments are ignored as always.
 // Exit status: 0 completed, 1 input rejected, 2 file or keyboard failure, 3 non-finite energy,
 // 4 out of memory, 70 internal error, 130 and 143 stopped by SIGINT and SIGTERM.
 
 #include <iostream>
 #include <new>
+#include <string_view>
 
 #include "../signals/interruption.hpp"
 #include "driver/tbrelax_run.hpp"
 #include "io/diagnostic.hpp"
 #include "state/errors.hpp"
 
-int main() {
+int main(int argc, char** argv) {
+  if (argc == 2 && std::string_view(argv[1]) == "--version") {
+    std::cout << "tbrelax " TBRELAX_VERSION "\n";
+    return 0;
+  }
   namespace signals = tbrelax::signals;
   signals::catch_interruptions();
   tbrelax::common_var c;

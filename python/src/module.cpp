@@ -222,6 +222,7 @@ PYBIND11_MODULE(_core, m) {
         py::arg("soft_mode_cutoff"), "thermochemistry of given wavenumbers (dict)");
   m.def("read_xyz", &read_xyz_py, py::arg("path"), py::arg("tbrelax_symbols"),
         "(symbols, positions n x 3 angstrom, title, reader report)");
+  m.attr("version") = TBRELAX_VERSION;
   m.attr("debye_per_e_angstrom") = tbrelax::debye_per_e_angstrom;
 
   py::dict masses;

@@ -34,6 +34,9 @@ __all__ = [
     "Error", "FileError", "InputRejected", "NumericalError", "OutOfMemory", "TBRelaxWarning",
 ]
 
+#: The version of the model and the programs built with this package.
+__version__: str = _core.version
+
 #: The masses the model assigns to its elements (whole numbers, atomic mass units). ASE's
 #: default masses differ slightly; use these to compare frequencies with the program's own.
 MASSES: dict[str, float] = dict(_core.masses)

@@ -23,7 +23,7 @@ double tidy(double v) { return std::abs(v) < 5e-7 ? 0.0 : v; }
 
 }  // namespace
 
-std::string molden_text(const common_var& c, const vibrational_analysis& v) {
+std::string molden_text(const common_var& c, const molden_modes& v) {
   std::string atoms, coordinates;
   for (int a = 0; a < c.at_count; ++a) {
     const char symbol = data_of(c.at_type[a]).symbol;
@@ -46,18 +46,18 @@ std::string molden_text(const common_var& c, const vibrational_analysis& v) {
     text += buffer;
   }
   text += "[FR-COORD]\n" + coordinates + "[FR-NORM-COORD]\n";
-  for (std::size_t m = 0; m < v.modes.size(); ++m) {
+  for (std::size_t m = 0; m < v.displacements.size(); ++m) {
     text += "vibration " + std::to_string(m + 1) + "\n";
     for (int a = 0; a < c.at_count; ++a) {
-      std::snprintf(buffer, sizeof buffer, "%12.6f %12.6f %12.6f\n", tidy(v.modes[m][3 * a]),
-                    tidy(v.modes[m][3 * a + 1]), tidy(v.modes[m][3 * a + 2]));
+      std::snprintf(buffer, sizeof buffer, "%12.6f %12.6f %12.6f\n", tidy(v.displacements[m][3 * a]),
+                    tidy(v.displacements[m][3 * a + 1]), tidy(v.displacements[m][3 * a + 2]));
       text += buffer;
     }
   }
   return text;
 }
 
-void write_molden(const std::string& path, const common_var& c, const vibrational_analysis& v) {
+void write_molden(const std::string& path, const common_var& c, const molden_modes& v) {
   replace_file(path, molden_text(c, v));
 }
 

@@ -9,11 +9,10 @@ namespace {
 
 TEST(Molden, SectionsInBohrWithOneBlockPerVibration) {
   const common_var c = testing::molecule({{'C', {0, 0, 0}}, {'O', {0, 0, 1.1}}, {'N', {0, 0, -bohr_in_angstrom}}});
-  vibrational_analysis v;
-  v.frequencies = {-123.45678, 2100.0};
-  v.modes = {{0, 0, 0.6, 0, 0, -0.8, 0, 0, -1e-7}, {0.25, 0.5, 0.75, 1, 0, 0, 0, 0, 0}};
-  v.intensities = {0.5, 1234.56789};
-  EXPECT_EQ(molden_text(c, v),
+  const std::vector<double> frequencies = {-123.45678, 2100.0}, intensities = {0.5, 1234.56789};
+  const std::vector<std::vector<double>> modes = {{0, 0, 0.6, 0, 0, -0.8, 0, 0, -1e-7},
+                                                  {0.25, 0.5, 0.75, 1, 0, 0, 0, 0, 0}};
+  EXPECT_EQ(molden_text(c, {frequencies, intensities, modes}),
             "[Molden Format]\n"
             "[Atoms] AU\n"
             "C      1   6       0.0000000000       0.0000000000       0.0000000000\n"
