@@ -81,6 +81,7 @@ Options:
     {"relax",
      {command::relax,
       "Usage: tbcalc relax [--json] [--method M] [--fmax F] [--max-steps N] [--fix LIST] [--pull A,B,F]...\n"
+      "                    [--no-verify] [--verify-threshold NU] [--escape-step D]\n"
       "                    [-o OUT] [--trajectory OUT] [--distributed [--block NB]] FILE...\n",
       R"(
 Relaxes each FILE without pausing. One progress line per optimiser step (per block of 20 moves
@@ -96,6 +97,12 @@ Options:
       --fix LIST        atoms that never move, counted from 1: 1-4,9
       --pull A,B,F      a constant force F (eV/Å, positive apart) along the axis of atoms
                         A and B; repeat for more pairs
+      --no-verify       end where the optimiser converges, without checking that the end
+                        point is a minimum (by default lbfgs and fire estimate the lowest
+                        curvature there and leave saddle points along their mode)
+      --verify-threshold NU
+                        a mode more imaginary than NU cm^-1 marks a saddle point (default 50)
+      --escape-step D   largest move of an atom off a saddle point, Å (default 0.1)
   -o, --output OUT      the relaxed geometry (default: FILE's stem + .relaxed.xyz beside it)
       --trajectory OUT  the geometry at the start of every optimiser step and at the end (for
                         sd: at the start of every block, with the energy tbrelax reports for it),
@@ -105,7 +112,8 @@ Options:
       --block NB        --distributed: blocks of NB x NB dealt over the ranks (default 64)
       --tbrelax-symbols only the first character of an element symbol counts
   -h, --help            show this help
--o and --trajectory take one FILE only. --fmax, --max-steps, --fix and --pull need lbfgs or fire.
+-o and --trajectory take one FILE only. --fmax, --max-steps, --fix, --pull, --verify-threshold and
+--escape-step need lbfgs or fire; sd never checks its end point.
 )"}},
 };
 
@@ -162,6 +170,10 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     valued["--fmax"] = for_optimisers("--fmax", [&opt](const std::string& v) { return parse_positive(v, opt.stop.fmax); });
     valued["--max-steps"] =
         for_optimisers("--max-steps", [&opt](const std::string& v) { return parse_count(v, opt.stop.max_steps); });
+    valued["--verify-threshold"] = for_optimisers(
+        "--verify-threshold", [&opt](const std::string& v) { return parse_positive(v, opt.check.threshold); });
+    valued["--escape-step"] = for_optimisers(
+        "--escape-step", [&opt](const std::string& v) { return parse_positive(v, opt.check.escape_step); });
     valued["--fix"] =
         for_optimisers("--fix", [&opt](const std::string& v) { return parse_atom_list(v, opt.limits.fixed); });
     valued["--pull"] = for_optimisers("--pull", [&opt](const std::string& v) {
@@ -187,6 +199,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.json = true;
     } else if (word == "--tbrelax-symbols") {
       o.tbrelax_symbols = true;
+    } else if (word == "--no-verify" && o.cmd == command::relax) {
+      o.optimiser.check.enabled = false;
     } else if (word == "--distributed") {
       o.distributed = true;
     } else if (const std::string number = word.substr(0, word.find('='));

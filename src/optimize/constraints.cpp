@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "driver/evaluation.hpp"
+#include "hessian/rigid_modes.hpp"
 
 namespace tbrelax {
 
@@ -66,6 +67,16 @@ search_point molecule_objective::evaluate(std::vector<double> x) {
     if (fixed_[k]) p.force[k] = 0.0;
   p.x = std::move(x);
   return p;
+}
+
+curvature_space molecule_objective::curvature_space_at(const search_point& at) {
+  curvature_space space{c_.amass, fixed_, {}};
+  space.mass.resize(at.x.size(), 1.0);
+  if (k_.fixed.empty()) {
+    publish(at);
+    space.rigid = rigid_modes(c_).vectors;
+  }
+  return space;
 }
 
 void molecule_objective::publish(const search_point& p) {
