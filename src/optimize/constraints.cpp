@@ -5,8 +5,17 @@
 
 #include "driver/evaluation.hpp"
 #include "hessian/rigid_modes.hpp"
+#include "optimize/model_hessian.hpp"
+#include "state/element.hpp"
 
 namespace tbrelax {
+namespace {
+
+// Beyond this many atoms the model Hessian's dense eigenproblem (3N x 3N) costs more than the
+// evaluations it saves a curvature check.
+constexpr int largest_modelled_molecule = 400;
+
+}  // namespace
 
 std::string constraint_fault(const constraints& k, int at_count) {
   const std::string count = " (the molecule has " + std::to_string(at_count) + (at_count == 1 ? " atom)" : " atoms)");
@@ -70,11 +79,18 @@ search_point molecule_objective::evaluate(std::vector<double> x) {
 }
 
 curvature_space molecule_objective::curvature_space_at(const search_point& at) {
-  curvature_space space{c_.amass, fixed_, {}};
+  curvature_space space{c_.amass, fixed_, {}, {}};
   space.mass.resize(at.x.size(), 1.0);
-  if (k_.fixed.empty()) {
-    publish(at);
-    space.rigid = rigid_modes(c_).vectors;
+  publish(at);
+  if (k_.fixed.empty()) space.rigid = rigid_modes(c_).vectors;
+  if (c_.at_count <= largest_modelled_molecule) {
+    std::vector<std::array<double, 3>> r;
+    std::vector<int> period;
+    for (int a = 0; a < c_.at_count; ++a) {
+      r.push_back({c_.x[a], c_.y[a], c_.z[a]});
+      period.push_back(data_of(c_.at_type[a]).symbol == 'H' ? 1 : 2);
+    }
+    space.model = model_hessian(r, period);
   }
   return space;
 }

@@ -30,8 +30,9 @@ class molecule_objective final : public objective {
   molecule_objective(common_var& c, const energy_model& model, constraints k);
   std::vector<double> positions() const;
   search_point evaluate(std::vector<double> x) override;
-  // The model's masses and the fixed coordinates; a molecule without fixed atoms also leaves
-  // out its translations and rotations, which pulling pairs (functions of distances) keep flat.
+  // The model's masses, the fixed coordinates and a model Hessian from the geometry; a molecule
+  // without fixed atoms also leaves out its translations and rotations, which pulling pairs
+  // (functions of distances) keep flat.
   curvature_space curvature_space_at(const search_point& at) override;
   // Puts the point's coordinates and forces into the molecular state, for observers and output.
   void publish(const search_point& p);

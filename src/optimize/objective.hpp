@@ -16,6 +16,9 @@ struct curvature_space {
   std::vector<double> mass;                 // per coordinate (amu); all 1 for unweighted coordinates
   std::vector<bool> frozen;                 // per coordinate: may not move
   std::vector<std::vector<double>> rigid;   // orthonormal mass-weighted directions left out
+  // A model of the Cartesian Hessian (row-major, eV/angstrom^2 for a molecule) that tells soft
+  // directions from stiff ones; empty when the objective has none.
+  std::vector<double> model;
 };
 
 struct search_point {
