@@ -59,16 +59,24 @@ Options:
   -h, --help             show this help
 )"}},
     {"freq",
-     {command::freq, "Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE...\n", R"(
+     {command::freq,
+      "Usage: tbcalc freq [--json] [--molden OUT] [--displace-imaginary OUT] [THERMO OPTIONS] FILE...\n", R"(
 Harmonic vibrations at the geometry in each FILE (relax it first for a minimum): the Hessian by
 finite differences, mass-weighted with the model's masses (H 1, C 12, N 14, O 16), with the
 translations and rotations set apart; wavenumbers in cm^-1 (imaginary ones negative), IR
 intensities (km/mol) from the dipole derivatives, the zero-point energy, and the ideal-gas
-enthalpy H, entropy S and Gibbs energy G = H - T S of the molecule.
+enthalpy H, entropy S and Gibbs energy G = H - T S of the molecule. A geometry with a mode
+more imaginary than the threshold is reported as not a minimum.
 
 Options:
       --json                  print the results as one JSON document
       --molden OUT            write the geometry, normal modes and intensities to OUT (Molden)
+      --displace-imaginary OUT
+                              not a minimum: write the geometry displaced along the lowest
+                              imaginary mode, to its lower side, to OUT (extended XYZ, as relax
+                              -o writes it), ready to relax again
+      --verify-threshold NU   a mode more imaginary than NU cm^-1 marks a saddle point (default 50)
+      --escape-step D         largest move of an atom for --displace-imaginary, Å (default 0.1)
       --temperature T         kelvin (default 298.15)
       --pressure P            Pa, or with a unit: 1bar, 1atm (default 101325 Pa = 1 atm)
       --symmetry-number N     rotational symmetry number (default: found from the geometry)
@@ -76,7 +84,7 @@ Options:
                               a free rotor's (default 100; 0: every mode harmonic)
       --tbrelax-symbols       only the first character of an element symbol counts
   -h, --help                  show this help
---molden takes one FILE only.
+--molden and --displace-imaginary take one FILE only.
 )"}},
     {"relax",
      {command::relax,
@@ -152,7 +160,14 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     };
   };
   optimiser_settings& opt = o.optimiser;
-  if (o.cmd == command::freq) valued["--molden"] = file_into(o.molden);
+  if (o.cmd == command::freq) {
+    valued["--molden"] = file_into(o.molden);
+    valued["--displace-imaginary"] = file_into(o.displace_imaginary);
+  }
+  if (o.cmd != command::energy) {
+    valued["--verify-threshold"] = [&opt](const std::string& v) { return parse_positive(v, opt.check.threshold); };
+    valued["--escape-step"] = [&opt](const std::string& v) { return parse_positive(v, opt.check.escape_step); };
+  }
   if (o.cmd != command::freq)
     valued["--block"] = [&o](const std::string& v) {
       const std::string fault = parse_count(v, o.block);
@@ -170,10 +185,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     valued["--fmax"] = for_optimisers("--fmax", [&opt](const std::string& v) { return parse_positive(v, opt.stop.fmax); });
     valued["--max-steps"] =
         for_optimisers("--max-steps", [&opt](const std::string& v) { return parse_count(v, opt.stop.max_steps); });
-    valued["--verify-threshold"] = for_optimisers(
-        "--verify-threshold", [&opt](const std::string& v) { return parse_positive(v, opt.check.threshold); });
-    valued["--escape-step"] = for_optimisers(
-        "--escape-step", [&opt](const std::string& v) { return parse_positive(v, opt.check.escape_step); });
+    valued["--verify-threshold"] = for_optimisers("--verify-threshold", valued["--verify-threshold"]);
+    valued["--escape-step"] = for_optimisers("--escape-step", valued["--escape-step"]);
     valued["--fix"] =
         for_optimisers("--fix", [&opt](const std::string& v) { return parse_atom_list(v, opt.limits.fixed); });
     valued["--pull"] = for_optimisers("--pull", [&opt](const std::string& v) {
@@ -224,7 +237,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       } else if (k + 1 < args.size()) {
         value = args[++k];
       }
-      const bool file = name == "-o" || name == "--output" || name == "--trajectory" || name == "--molden";
+      const bool file = name == "-o" || name == "--output" || name == "--trajectory" || name == "--molden" ||
+                        name == "--displace-imaginary";
       if (value.empty()) return usage_error("option '" + name + "' needs " + (file ? "a file name" : "a value"), text.usage, hint);
       if (const std::string fault = option->second(value); !fault.empty())
         return usage_error(name + ": " + fault, text.usage, hint);
@@ -243,6 +257,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     return usage_error("--block needs --distributed", text.usage, hint);
   }
   if (o.files.size() > 1 && !o.molden.empty()) return usage_error("--molden takes one FILE only", text.usage, hint);
+  if (o.files.size() > 1 && !o.displace_imaginary.empty())
+    return usage_error("--displace-imaginary takes one FILE only", text.usage, hint);
   if (o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
     return usage_error("-o and --trajectory take one FILE only", text.usage, hint);
   return {std::move(o), "", 0};

@@ -52,7 +52,8 @@ class subspace {
     const int k = static_cast<int>(basis_.size());
     vectors.assign(static_cast<std::size_t>(k) * k, 0.0);
     for (int i = 0; i < k; ++i)
-      for (int j = 0; j < k; ++j) vectors[i + j * k] = 0.5 * (dot(basis_[i], products_[j]) + dot(basis_[j], products_[i]));
+      for (int j = 0; j < k; ++j)
+        vectors[i + j * k] = 0.5 * (dot(basis_[i], products_[j]) + dot(basis_[j], products_[i]));
     values.assign(k, 0.0);
     std::vector<double> scratch(k);
     int ierr = 0;
