@@ -34,6 +34,9 @@ class molecule_objective final : public objective {
   // without fixed atoms also leaves out its translations and rotations, which pulling pairs
   // (functions of distances) keep flat.
   curvature_space curvature_space_at(const search_point& at) override;
+  // The model Hessian plus a small multiple of the identity (which makes the rigid motions
+  // definite), fixed coordinates decoupled with a stiff diagonal so that no step moves them.
+  std::vector<double> preconditioner_at(const search_point& at) override;
   // Puts the point's coordinates and forces into the molecular state, for observers and output.
   void publish(const search_point& p);
 
@@ -41,6 +44,8 @@ class molecule_objective final : public objective {
   common_var& c_;
   const energy_model& model_;
   constraints k_;
+  std::vector<double> model_of(const search_point& at) const;
+
   std::vector<double> start_;       // the coordinates before the relaxation
   std::vector<bool> fixed_;         // per coordinate
 };

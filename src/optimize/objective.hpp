@@ -38,6 +38,9 @@ class objective {
   // The space of curvature checks at `at`: by default unit masses, every coordinate free,
   // nothing projected out.
   virtual curvature_space curvature_space_at(const search_point& at);
+  // A model of the Hessian at `at` (row-major, positive definite) to precondition a step
+  // with; empty, the default, where the objective has none.
+  virtual std::vector<double> preconditioner_at(const search_point& at);
 
  protected:
   std::int64_t evaluations_ = 0;
