@@ -20,7 +20,7 @@ constexpr int largest_preconditioned_molecule = 1000;
 // between the molecules of a complex, flat or nearly so in the model, get the stiffness of a
 // soft bend. With 0.1, methane-water's two molecules slid apart in 102 evaluations (10
 // without the model); with 0.5 to 2, no molecule of the table needed more than plain L-BFGS.
-constexpr double preconditioner_floor = 2.0;
+constexpr double preconditioner_floor = 1.0;
 
 }  // namespace
 
