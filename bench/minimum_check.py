@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""Relaxations that end at minima: today's L-BFGS against L-BFGS with the minimum check.
+"""Relaxations that end at minima: plain L-BFGS against the default relaxation with its minimum check.
 
 Every molecule of ASE's G2 and S22 collections made of H, C, N and O only, from the
-collections' geometries, and the bundled examples: tbcalc relax --no-verify and tbcalc relax
-(the check on), then tbcalc freq of both end points. Prints a Markdown table (lowest mode,
+collections' geometries, and the bundled examples: tbcalc relax --method lbfgs --no-verify
+("plain") and tbcalc relax (the default method with the check on, or the method given by
+--method), then tbcalc freq of both end points. Prints a Markdown table (lowest mode,
 energies, evaluations, the check's cost) and a summary: imaginary modes below -50 cm^-1 left,
 energies against the plain end point, and the distribution of the check's evaluations.
 
@@ -51,12 +52,13 @@ def run_json(command: list[str]) -> tuple[dict, float]:
     return (document["files"][0] if "files" in document else document), seconds
 
 
-def measure(tbcalc: str, work: Path, name: str, symbols: list[str], positions: list[list[float]]) -> dict:
+def measure(tbcalc: str, work: Path, name: str, symbols: list[str], positions: list[list[float]],
+            checked: list[str]) -> dict:
     start = work / "start.xyz"
     start.write_text(f"{len(symbols)}\n{name}\n" + "".join(f"{s} {x:.10f} {y:.10f} {z:.10f}\n"
                                                           for s, (x, y, z) in zip(symbols, positions)))
     row = {"name": name, "atoms": len(symbols)}
-    for label, extra in (("plain", ["--no-verify"]), ("checked", [])):
+    for label, extra in (("plain", ["--method", "lbfgs", "--no-verify"]), ("checked", checked)):
         out = work / f"{label}.xyz"
         relaxed, seconds = run_json([tbcalc, "relax", "--json", *extra, "-o", str(out), str(start)])
         modes, _ = run_json([tbcalc, "freq", "--json", str(out)])
@@ -74,6 +76,7 @@ def main() -> None:
     parser.add_argument("--build", default="build")
     parser.add_argument("--examples", default=str(Path(__file__).resolve().parent.parent / "examples"))
     parser.add_argument("--limit", type=int, default=0, help="only the first N molecules")
+    parser.add_argument("--method", help="the checked relaxations' method (default: tbcalc's)")
     parser.add_argument("--json", help="write the rows to this file")
     o = parser.parse_args()
     tbcalc = str(Path(o.build).resolve() / "tbcalc")
@@ -87,7 +90,8 @@ def main() -> None:
     with tempfile.TemporaryDirectory() as scratch:
         for name, symbols, positions in todo:
             try:
-                r = measure(tbcalc, Path(scratch), name, symbols, positions)
+                r = measure(tbcalc, Path(scratch), name, symbols, positions,
+                            ["--method", o.method] if o.method else [])
             except RuntimeError as fault:
                 print(f"| {name} | {len(symbols)} | failed: {fault} |||||||")
                 continue

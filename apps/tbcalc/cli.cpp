@@ -97,7 +97,9 @@ for sd) goes to standard error; the relaxed geometry is written as extended XYZ 
 on the comment line. A failure in one FILE does not stop the others.
 
 Options:
-      --method M        lbfgs (default): limited-memory BFGS with a line search;
+      --method M        plbfgs (default): L-BFGS grown from a model Hessian of the
+                        geometry (bond stretches, bends and torsions);
+                        lbfgs: limited-memory BFGS with a line search;
                         fire: damped dynamics, forces only;
                         sd: tbrelax's steepest descent (the same moves, blocks and stop test)
       --fmax F          stop when no free atom feels more than F eV/Å (default 0.01)
@@ -106,7 +108,7 @@ Options:
       --pull A,B,F      a constant force F (eV/Å, positive apart) along the axis of atoms
                         A and B; repeat for more pairs
       --no-verify       end where the optimiser converges, without checking that the end
-                        point is a minimum (by default lbfgs and fire estimate the lowest
+                        point is a minimum (by default the optimisers estimate the lowest
                         curvature there and leave saddle points along their mode)
       --verify-threshold NU
                         a mode more imaginary than NU cm^-1 marks a saddle point (default 50)
@@ -121,7 +123,7 @@ Options:
       --tbrelax-symbols only the first character of an element symbol counts
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix, --pull, --verify-threshold and
---escape-step need lbfgs or fire; sd never checks its end point.
+--escape-step need plbfgs, lbfgs or fire; sd never checks its end point.
 )"}},
 };
 
@@ -180,7 +182,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.method = v;
       if (v == "sd") return std::string();
       o.optimiser.method = v;
-      return make_step_strategy(v) ? "" : "unknown method '" + v + "' (lbfgs, fire or sd)";
+      return make_step_strategy(v) ? "" : "unknown method '" + v + "' (plbfgs, lbfgs, fire or sd)";
     };
     valued["--fmax"] = for_optimisers("--fmax", [&opt](const std::string& v) { return parse_positive(v, opt.stop.fmax); });
     valued["--max-steps"] =
@@ -246,7 +248,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   }
 
   if (!optimiser_only.empty() && o.method == "sd")
-    return usage_error(optimiser_only + " needs --method lbfgs or fire", text.usage, hint);
+    return usage_error(optimiser_only + " needs --method plbfgs, lbfgs or fire", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
   if (o.distributed) {
     if (o.cmd == command::freq) return usage_error("--distributed works with energy and relax only", text.usage, hint);

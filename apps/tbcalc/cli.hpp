@@ -28,7 +28,7 @@ struct options {
   std::string trajectory;  // relax: frames at the start of every block or step ("" for none)
   // relax: the method ("sd" for tbrelax's steepest descent), its stop criteria and constraints;
   // freq also takes the minimum check's threshold and escape step from it.
-  std::string method = "lbfgs";
+  std::string method = "plbfgs";
   optimiser_settings optimiser;
 };
 
