@@ -96,7 +96,8 @@ class Relaxation(NamedTuple):
     converged: bool         #: the largest force on a free atom fell below fmax
     #: no curvature below -50 cm^-1 is left at the end point; None when not checked
     minimum_verified: bool | None = None
-    lowest_curvature: float | None = None   #: found by the check (eV / (angstrom^2 amu))
+    #: found by the check (eV / (angstrom^2 amu)); None when not checked or not estimated
+    lowest_curvature: float | None = None
     lowest_wavenumber: float | None = None  #: its wavenumber (cm^-1, negative: imaginary)
     escapes: int = 0                        #: saddle points left along their mode
     check_evaluations: int = 0              #: evaluations of the checks and escapes
