@@ -1,10 +1,12 @@
 #include "optimize/constraints.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "driver/evaluation.hpp"
 #include "hessian/rigid_modes.hpp"
+#include "linalg/eigensolver.hpp"
 #include "optimize/model_hessian.hpp"
 #include "state/element.hpp"
 
@@ -89,9 +91,57 @@ curvature_space molecule_objective::curvature_space_at(const search_point& at) {
   curvature_space space{c_.amass, fixed_, {}, {}};
   space.mass.resize(at.x.size(), 1.0);
   publish(at);
-  if (k_.fixed.empty()) space.rigid = rigid_modes(c_).vectors;
+  space.rigid = k_.fixed.empty() ? rigid_modes(c_).vectors : rotations_about_fixed_atoms(at, space.mass);
   if (c_.at_count <= largest_modelled_molecule) space.model = model_of(at);
   return space;
+}
+
+std::vector<std::vector<double>> molecule_objective::rotations_about_fixed_atoms(const search_point& at,
+                                                                                  const std::vector<double>& mass) const {
+  // A rotation with axis w through the fixed atoms' centre c leaves them in place when
+  // w x (r_f - c) = 0 for each: w in the null space of the sum of [r_f - c]x^T [r_f - c]x,
+  // which is all of space for one fixed atom and the line through two or more collinear ones.
+  std::array<double, 3> c{};
+  for (int f : k_.fixed)
+    for (int axis = 0; axis < 3; ++axis) c[axis] += at.x[3 * f + axis] / static_cast<double>(k_.fixed.size());
+  double spread = 0;
+  std::array<double, 9> A{};
+  for (int f : k_.fixed) {
+    const double d[3] = {at.x[3 * f] - c[0], at.x[3 * f + 1] - c[1], at.x[3 * f + 2] - c[2]};
+    const double dd = d[0] * d[0] + d[1] * d[1] + d[2] * d[2];
+    spread = std::max(spread, dd);
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j) A[3 * i + j] += (i == j ? dd : 0.0) - d[i] * d[j];
+  }
+  std::array<double, 3> values{};
+  std::array<double, 3> scratch{};
+  int ierr = 0;
+  eisrs1(3, 3, values.data(), A.data(), ierr, scratch.data());
+  std::vector<std::vector<double>> rotations;
+  if (ierr != 0) return rotations;
+  const std::size_t n = at.x.size();
+  for (int k = 0; k < 3; ++k) {
+    if (values[k] > 1e-8 * std::max(spread, 1.0)) continue;
+    const double* w = A.data() + 3 * k;
+    std::vector<double> v(n, 0.0);
+    for (std::size_t a = 0; 3 * a < n; ++a) {
+      if (fixed_[3 * a]) continue;
+      const double d[3] = {at.x[3 * a] - c[0], at.x[3 * a + 1] - c[1], at.x[3 * a + 2] - c[2]};
+      const double m = std::sqrt(mass[3 * a]);
+      v[3 * a] = m * (w[1] * d[2] - w[2] * d[1]);
+      v[3 * a + 1] = m * (w[2] * d[0] - w[0] * d[2]);
+      v[3 * a + 2] = m * (w[0] * d[1] - w[1] * d[0]);
+    }
+    for (const std::vector<double>& u : rotations) {
+      const double overlap = dot(u, v);
+      for (std::size_t i = 0; i < n; ++i) v[i] -= overlap * u[i];
+    }
+    const double length = std::sqrt(dot(v, v));
+    if (!(length > 1e-8)) continue;  // every free atom on the axis
+    for (double& q : v) q /= length;
+    rotations.push_back(std::move(v));
+  }
+  return rotations;
 }
 
 std::vector<double> molecule_objective::model_of(const search_point& at) const {
