@@ -45,7 +45,7 @@ method_figures relax_by(const molecule_spec& m, const std::string& method, doubl
     f.steps = moves_per_block * r.blocks;
     E = evaluate_finite(s.c, s.model);  // the end point itself, which the loop never evaluates
   } else {
-    const optimiser_result r = run_optimiser(s.c, s.model, {method, {fmax, 1000}, {}}, quiet);
+    const optimiser_result r = run_optimiser(s.c, s.model, {method, {fmax, 1000}, {}, {.enabled = false}}, quiet);
     f.evaluations = r.evaluations;
     f.steps = r.steps;
     f.converged = r.reason == stop_reason::converged;

@@ -59,16 +59,24 @@ Options:
   -h, --help             show this help
 )"}},
     {"freq",
-     {command::freq, "Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE...\n", R"(
+     {command::freq,
+      "Usage: tbcalc freq [--json] [--molden OUT] [--displace-imaginary OUT] [THERMO OPTIONS] FILE...\n", R"(
 Harmonic vibrations at the geometry in each FILE (relax it first for a minimum): the Hessian by
 finite differences, mass-weighted with the model's masses (H 1, C 12, N 14, O 16), with the
 translations and rotations set apart; wavenumbers in cm^-1 (imaginary ones negative), IR
 intensities (km/mol) from the dipole derivatives, the zero-point energy, and the ideal-gas
-enthalpy H, entropy S and Gibbs energy G = H - T S of the molecule.
+enthalpy H, entropy S and Gibbs energy G = H - T S of the molecule. A geometry with a mode
+more imaginary than the threshold is reported as not a minimum.
 
 Options:
       --json                  print the results as one JSON document
       --molden OUT            write the geometry, normal modes and intensities to OUT (Molden)
+      --displace-imaginary OUT
+                              not a minimum: write the geometry displaced along the lowest
+                              imaginary mode, to its lower side, to OUT (extended XYZ, as relax
+                              -o writes it), ready to relax again
+      --verify-threshold NU   a mode more imaginary than NU cm^-1 marks a saddle point (default 50)
+      --escape-step D         largest move of an atom for --displace-imaginary, Å (default 0.1)
       --temperature T         kelvin (default 298.15)
       --pressure P            Pa, or with a unit: 1bar, 1atm (default 101325 Pa = 1 atm)
       --symmetry-number N     rotational symmetry number (default: found from the geometry)
@@ -76,11 +84,12 @@ Options:
                               a free rotor's (default 100; 0: every mode harmonic)
       --tbrelax-symbols       only the first character of an element symbol counts
   -h, --help                  show this help
---molden takes one FILE only.
+--molden and --displace-imaginary take one FILE only.
 )"}},
     {"relax",
      {command::relax,
       "Usage: tbcalc relax [--json] [--method M] [--fmax F] [--max-steps N] [--fix LIST] [--pull A,B,F]...\n"
+      "                    [--no-verify] [--verify-threshold NU] [--escape-step D]\n"
       "                    [-o OUT] [--trajectory OUT] [--distributed [--block NB]] FILE...\n",
       R"(
 Relaxes each FILE without pausing. One progress line per optimiser step (per block of 20 moves
@@ -88,7 +97,9 @@ for sd) goes to standard error; the relaxed geometry is written as extended XYZ 
 on the comment line. A failure in one FILE does not stop the others.
 
 Options:
-      --method M        lbfgs (default): limited-memory BFGS with a line search;
+      --method M        plbfgs (default): L-BFGS grown from a model Hessian of the
+                        geometry (bond stretches, bends and torsions);
+                        lbfgs: limited-memory BFGS with a line search;
                         fire: damped dynamics, forces only;
                         sd: tbrelax's steepest descent (the same moves, blocks and stop test)
       --fmax F          stop when no free atom feels more than F eV/Å (default 0.01)
@@ -96,6 +107,12 @@ Options:
       --fix LIST        atoms that never move, counted from 1: 1-4,9
       --pull A,B,F      a constant force F (eV/Å, positive apart) along the axis of atoms
                         A and B; repeat for more pairs
+      --no-verify       end where the optimiser converges, without checking that the end
+                        point is a minimum (by default the optimisers estimate the lowest
+                        curvature there and leave saddle points along their mode)
+      --verify-threshold NU
+                        a mode more imaginary than NU cm^-1 marks a saddle point (default 50)
+      --escape-step D   largest move of an atom off a saddle point, Å (default 0.1)
   -o, --output OUT      the relaxed geometry (default: FILE's stem + .relaxed.xyz beside it)
       --trajectory OUT  the geometry at the start of every optimiser step and at the end (for
                         sd: at the start of every block, with the energy tbrelax reports for it),
@@ -105,7 +122,8 @@ Options:
       --block NB        --distributed: blocks of NB x NB dealt over the ranks (default 64)
       --tbrelax-symbols only the first character of an element symbol counts
   -h, --help            show this help
--o and --trajectory take one FILE only. --fmax, --max-steps, --fix and --pull need lbfgs or fire.
+-o and --trajectory take one FILE only. --fmax, --max-steps, --fix, --pull, --verify-threshold and
+--escape-step need plbfgs, lbfgs or fire; sd never checks its end point.
 )"}},
 };
 
@@ -144,7 +162,14 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     };
   };
   optimiser_settings& opt = o.optimiser;
-  if (o.cmd == command::freq) valued["--molden"] = file_into(o.molden);
+  if (o.cmd == command::freq) {
+    valued["--molden"] = file_into(o.molden);
+    valued["--displace-imaginary"] = file_into(o.displace_imaginary);
+  }
+  if (o.cmd != command::energy) {
+    valued["--verify-threshold"] = [&opt](const std::string& v) { return parse_positive(v, opt.check.threshold); };
+    valued["--escape-step"] = [&opt](const std::string& v) { return parse_positive(v, opt.check.escape_step); };
+  }
   if (o.cmd != command::freq)
     valued["--block"] = [&o](const std::string& v) {
       const std::string fault = parse_count(v, o.block);
@@ -157,11 +182,13 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.method = v;
       if (v == "sd") return std::string();
       o.optimiser.method = v;
-      return make_step_strategy(v) ? "" : "unknown method '" + v + "' (lbfgs, fire or sd)";
+      return make_step_strategy(v) ? "" : "unknown method '" + v + "' (plbfgs, lbfgs, fire or sd)";
     };
     valued["--fmax"] = for_optimisers("--fmax", [&opt](const std::string& v) { return parse_positive(v, opt.stop.fmax); });
     valued["--max-steps"] =
         for_optimisers("--max-steps", [&opt](const std::string& v) { return parse_count(v, opt.stop.max_steps); });
+    valued["--verify-threshold"] = for_optimisers("--verify-threshold", valued["--verify-threshold"]);
+    valued["--escape-step"] = for_optimisers("--escape-step", valued["--escape-step"]);
     valued["--fix"] =
         for_optimisers("--fix", [&opt](const std::string& v) { return parse_atom_list(v, opt.limits.fixed); });
     valued["--pull"] = for_optimisers("--pull", [&opt](const std::string& v) {
@@ -187,6 +214,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.json = true;
     } else if (word == "--tbrelax-symbols") {
       o.tbrelax_symbols = true;
+    } else if (word == "--no-verify" && o.cmd == command::relax) {
+      o.optimiser.check.enabled = false;
     } else if (word == "--distributed") {
       o.distributed = true;
     } else if (const std::string number = word.substr(0, word.find('='));
@@ -210,7 +239,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       } else if (k + 1 < args.size()) {
         value = args[++k];
       }
-      const bool file = name == "-o" || name == "--output" || name == "--trajectory" || name == "--molden";
+      const bool file = name == "-o" || name == "--output" || name == "--trajectory" || name == "--molden" ||
+                        name == "--displace-imaginary";
       if (value.empty()) return usage_error("option '" + name + "' needs " + (file ? "a file name" : "a value"), text.usage, hint);
       if (const std::string fault = option->second(value); !fault.empty())
         return usage_error(name + ": " + fault, text.usage, hint);
@@ -218,7 +248,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   }
 
   if (!optimiser_only.empty() && o.method == "sd")
-    return usage_error(optimiser_only + " needs --method lbfgs or fire", text.usage, hint);
+    return usage_error(optimiser_only + " needs --method plbfgs, lbfgs or fire", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
   if (o.distributed) {
     if (o.cmd == command::freq) return usage_error("--distributed works with energy and relax only", text.usage, hint);
@@ -229,6 +259,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     return usage_error("--block needs --distributed", text.usage, hint);
   }
   if (o.files.size() > 1 && !o.molden.empty()) return usage_error("--molden takes one FILE only", text.usage, hint);
+  if (o.files.size() > 1 && !o.displace_imaginary.empty())
+    return usage_error("--displace-imaginary takes one FILE only", text.usage, hint);
   if (o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
     return usage_error("-o and --trajectory take one FILE only", text.usage, hint);
   return {std::move(o), "", 0};

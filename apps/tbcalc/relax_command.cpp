@@ -1,4 +1,5 @@
 // tbcalc relax: each file relaxed by L-BFGS, FIRE or tbrelax's steepest descent, reported for scripts.
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
@@ -74,6 +75,7 @@ struct relaxed {
   bool converged = true;
   double E = 0;  // at the relaxed geometry
   largest_force largest;
+  minimum_check_outcome check;  // not performed for sd, --no-verify or a relaxation that did not converge
 };
 
 std::string default_output(const std::string& input) {
@@ -106,6 +108,7 @@ relaxed relax_file(calculation& calc, const std::string& path, const options& o,
     r.evaluations = run.evaluations;
     r.converged = run.reason == stop_reason::converged;
     r.E = run.E;
+    r.check = run.check;
   }
   r.largest = find_largest_force(c);
   if (o.writes_files) replace_file(r.output, xyz_frame(c, energy_info(c, r.E)));
@@ -130,8 +133,19 @@ void human_report(std::ostream& out, const std::string& path, const common_var& 
   out << " (" << plural(r.evaluations, "evaluation") << "), written to " << r.output << '\n'
       << "  energy E                " << energy_text(r.E) << " eV\n"
       << "  binding energy per atom " << energy_text(binding_energy_per_atom(r.E, c.at_count)) << " eV\n"
-      << "  largest force            " << largest << '\n'
-      << std::flush;
+      << "  largest force            " << largest << '\n';
+  if (r.check.performed) {
+    const minimum_check_outcome& k = r.check;
+    char curvature[160];
+    if (std::isnan(k.curvature))
+      std::snprintf(curvature, sizeof curvature, "not estimated");
+    else
+      std::snprintf(curvature, sizeof curvature, "%.6f eV/(Å² amu), %.1f cm^-1", k.curvature, k.wavenumber);
+    out << "  lowest curvature         " << curvature << '\n'
+        << "  minimum check            " << (k.verified ? "verified" : "not verified") << ", "
+        << plural(k.escapes, "escape") << " from a saddle point, " << plural(k.evaluations, "evaluation") << '\n';
+  }
+  out << std::flush;
 }
 
 void json_result(json_writer& json, const std::string& path, const common_var& c, const relaxed& r,
@@ -150,6 +164,18 @@ void json_result(json_writer& json, const std::string& path, const common_var& c
   json.key("steps").value(r.steps);
   json.key("evaluations").value(r.evaluations);
   json.key("converged").value(r.converged);
+  const minimum_check_outcome& k = r.check;
+  if (k.performed) {
+    json.key("minimum_verified").value(k.verified);
+    json.key("lowest_curvature").value(k.curvature);
+    json.key("lowest_wavenumber").value(k.wavenumber);
+  } else {
+    json.key("minimum_verified").null();
+    json.key("lowest_curvature").null();
+    json.key("lowest_wavenumber").null();
+  }
+  json.key("escapes").value(k.escapes);
+  json.key("check_evaluations").value(k.evaluations);
   json.key("energy").value(r.E);
   json.key("binding_energy").value(binding_energy_per_atom(r.E, c.at_count));
   json.key("largest_force").begin_object();

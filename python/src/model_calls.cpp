@@ -80,6 +80,7 @@ relaxed_molecule relax(session_pool& pool, const std::vector<std::string>& symbo
   r.steps = run.steps;
   r.evaluations = run.evaluations;
   r.converged = run.reason == stop_reason::converged;
+  r.check = run.check;
   r.messages = s.screen.str();
   return r;
 }

@@ -45,6 +45,7 @@ struct relaxed_molecule {
   int steps = 0;
   std::int64_t evaluations = 0;
   bool converged = false;       // the largest force on a free atom fell below fmax
+  minimum_check_outcome check;  // of the end point, when asked for and converged
   std::string messages;
 };
 

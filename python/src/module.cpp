@@ -8,6 +8,7 @@
 // that other Python threads (and other evaluations) run meanwhile. A Ctrl-C stops a call on
 // the main thread at its next evaluation with KeyboardInterrupt.
 
+#include <cmath>
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
@@ -136,13 +137,14 @@ py::tuple hessian_py(session_pool& pool, const std::vector<std::string>& symbols
 // fix: atoms from 0; pull: (a, b, F) with atoms from 0.
 py::tuple relax_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions,
                    const std::string& method, double fmax, int max_steps, const std::vector<int>& fix,
-                   const std::vector<std::tuple<int, int, double>>& pull) {
+                   const std::vector<std::tuple<int, int, double>>& pull, bool verify) {
   const position_list r = to_positions(positions);
   optimiser_settings settings;
   settings.method = method;
   settings.stop = {fmax, max_steps};
   settings.limits.fixed = fix;
   for (const auto& [a, b, F] : pull) settings.limits.pulls.push_back({a + 1, b + 1, F});
+  settings.check.enabled = verify;
   auto check = keyboard_interrupt_check();
   relaxed_molecule x;
   {
@@ -152,8 +154,15 @@ py::tuple relax_py(session_pool& pool, const std::vector<std::string>& symbols, 
   const auto n = static_cast<py::ssize_t>(r.size());
   std::vector<double> flat;
   for (const auto& p : x.positions) flat.insert(flat.end(), p.begin(), p.end());
+  const minimum_check_outcome& k = x.check;
+  const py::object none = py::none();
+  const bool estimated = k.performed && std::isfinite(k.curvature);
+  const py::tuple verified = py::make_tuple(k.performed ? py::object(py::bool_(k.verified)) : none,
+                                            estimated ? py::object(py::float_(k.curvature)) : none,
+                                            estimated ? py::object(py::float_(k.wavenumber)) : none, k.escapes,
+                                            k.evaluations);
   return py::make_tuple(to_array(flat, n, 3), x.energy, to_array(x.forces, n, 3), x.steps, x.evaluations,
-                        x.converged, x.messages);
+                        x.converged, x.messages, verified);
 }
 
 py::tuple read_xyz_py(const std::string& path, bool tbrelax_symbols) {
@@ -214,9 +223,9 @@ PYBIND11_MODULE(_core, m) {
            py::arg("pressure"), py::arg("symmetry_number"), py::arg("soft_mode_cutoff"),
            "(energy, frequencies, IR intensities, modes, rigid frequencies, linear, ZPE, thermochemistry, messages)")
       .def("relax", &relax_py, py::arg("symbols"), py::arg("positions"), py::arg("method"), py::arg("fmax"),
-           py::arg("max_steps"), py::arg("fix"), py::arg("pull"),
+           py::arg("max_steps"), py::arg("fix"), py::arg("pull"), py::arg("verify"),
            "(positions n x 3 angstrom, energy eV, forces n x 3 eV/angstrom, steps, evaluations, converged, "
-           "model messages)");
+           "model messages, (minimum verified, lowest curvature, its wavenumber, escapes, check evaluations))");
   m.def("thermochemistry", &thermochemistry_py, py::arg("symbols"), py::arg("positions"), py::arg("frequencies"),
         py::arg("energy"), py::arg("temperature"), py::arg("pressure"), py::arg("symmetry_number"),
         py::arg("soft_mode_cutoff"), "thermochemistry of given wavenumbers (dict)");

@@ -45,7 +45,7 @@ MASSES: dict[str, float] = dict(_core.masses)
 DEBYE_PER_E_ANGSTROM: float = _core.debye_per_e_angstrom
 
 #: The optimisers of ``relax``.
-METHODS = ("lbfgs", "fire")
+METHODS = ("plbfgs", "lbfgs", "fire")
 
 # The sessions of the module's calls and of the ASE calculator.
 _SESSIONS = _core.Sessions()
@@ -97,6 +97,13 @@ class Relaxation(NamedTuple):
     steps: int              #: optimiser steps
     evaluations: int        #: model evaluations, the start included
     converged: bool         #: the largest force on a free atom fell below fmax
+    #: no curvature below -50 cm^-1 is left at the end point; None when not checked
+    minimum_verified: bool | None = None
+    #: found by the check (eV / (angstrom^2 amu)); None when not checked or not estimated
+    lowest_curvature: float | None = None
+    lowest_wavenumber: float | None = None  #: its wavenumber (cm^-1, negative: imaginary)
+    escapes: int = 0                        #: saddle points left along their mode
+    check_evaluations: int = 0              #: evaluations of the checks and escapes
 
 
 class Structure(NamedTuple):
@@ -193,17 +200,22 @@ def _atom_index(value, count: int, what: str) -> int:
     return int(value)
 
 
-def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", fmax: float = 0.01,
+def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "plbfgs", fmax: float = 0.01,
           fix: Sequence[int] = (), pull: Sequence[tuple[int, int, float]] = (),
-          max_steps: int = 1000) -> Relaxation:
+          max_steps: int = 1000, verify: bool = True) -> Relaxation:
     """Relaxes a molecule to a minimum of its energy, entirely in compiled code.
 
-    ``method``: "lbfgs" (limited-memory BFGS with a line search that never lets the energy
-    rise) or "fire" (damped dynamics). The relaxation stops when no free atom feels more than
+    ``method``: "plbfgs" (L-BFGS grown from a model Hessian of the geometry: bond stretches,
+    bends and torsions), "lbfgs" (limited-memory BFGS with a line search that never lets the
+    energy rise) or "fire" (damped dynamics). The relaxation stops when no free atom feels more than
     ``fmax`` eV/angstrom, or after ``max_steps`` optimiser steps (``converged`` tells which).
     ``fix``: indices (from 0) of atoms that never move. ``pull``: pairs ``(a, b, F)`` (indices
     from 0) pushed apart by a constant force F eV/angstrom along their axis (negative pulls
     them together); the optimiser minimises the energy less F times each pair's distance.
+    ``verify``: once converged, estimate the lowest curvature at the end point from
+    Hessian-vector products and leave a saddle point (a mode more imaginary than -50 cm^-1)
+    along its mode, relaxing again (at most 5 times); ``minimum_verified`` and the fields after
+    it report the check, and ``evaluations`` includes its cost.
     Raises ValueError for a bad option, and as ``evaluate`` does.
     """
     symbols, r = _arguments(symbols, positions)
@@ -227,10 +239,10 @@ def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", f
         if a == b or not np.isfinite(force):
             raise ValueError(f"a pulling pair needs two different atoms and a finite force, not {p!r}")
         pairs.append((a, b, force))
-    x, energy, forces, steps, evaluations, converged, messages = _SESSIONS.relax(
-        symbols, r, method, fmax, int(max_steps), fixed, pairs)
+    x, energy, forces, steps, evaluations, converged, messages, check = _SESSIONS.relax(
+        symbols, r, method, fmax, int(max_steps), fixed, pairs, bool(verify))
     _warn_model_messages(messages)
-    return Relaxation(x, energy, forces, steps, evaluations, converged)
+    return Relaxation(x, energy, forces, steps, evaluations, converged, *check)
 
 
 _SKIPPED_LINE = re.compile(r"WARNING: Inadmissible chemical element: (\S)$")

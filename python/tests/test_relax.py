@@ -28,6 +28,16 @@ def test_relax_ends_where_tbcalc_does(method, tmp_path):
     np.testing.assert_array_equal(tbrelax.read_xyz(out).positions, r.positions)
 
 
+@pytest.mark.parametrize("verify, energy, verified", [(True, -16.9, True), (False, -7.632, None)])
+def test_ozone_leaves_its_symmetric_saddle_point_unless_told_not_to(verify, energy, verified):
+    r = tbrelax.relax(["O", "O", "O"], [[0, 0, 0], [1.08, 0.66, 0], [-1.08, 0.66, 0]], verify=verify)
+    assert r.converged and r.minimum_verified is verified
+    assert r.energy < energy if verify else r.energy == pytest.approx(energy, abs=2e-3)
+    assert (r.escapes >= 1) == verify and (r.check_evaluations > 0) == verify
+    assert r.evaluations > r.steps + r.check_evaluations
+    assert (r.lowest_wavenumber > -50) if verify else r.lowest_wavenumber is None
+
+
 def test_fixed_atoms_stay_and_pulled_atoms_part():
     r = tbrelax.relax(WATER_SYMBOLS, WATER_POSITIONS, fix=[0, 1])
     np.testing.assert_array_equal(r.positions[:2], WATER_POSITIONS[:2])
@@ -39,7 +49,7 @@ def test_fixed_atoms_stay_and_pulled_atoms_part():
 
 
 @pytest.mark.parametrize("options, fault", [
-    (dict(method="sd"), "method must be one of lbfgs, fire"),
+    (dict(method="sd"), "method must be one of plbfgs, lbfgs, fire"),
     (dict(fmax=0), "fmax must be a number above 0"),
     (dict(fmax=float("nan")), "fmax must be a number above 0"),
     (dict(max_steps=-1), "max_steps"),

@@ -4,8 +4,13 @@ namespace tbrelax {
 
 minimisation minimise(objective& f, step_strategy& strategy, std::vector<double> start, const stop_criteria& stop,
                       step_listener* listener) {
+  return minimise_from(f, strategy, f.evaluate(std::move(start)), stop, listener);
+}
+
+minimisation minimise_from(objective& f, step_strategy& strategy, search_point start, const stop_criteria& stop,
+                           step_listener* listener) {
   minimisation m;
-  m.end = f.evaluate(std::move(start));
+  m.end = std::move(start);
   for (;;) {
     if (largest_atom_norm(m.end.force) < stop.fmax) {
       m.reason = stop_reason::converged;

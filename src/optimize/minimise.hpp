@@ -30,5 +30,8 @@ class step_listener {
 
 minimisation minimise(objective& f, step_strategy& strategy, std::vector<double> start, const stop_criteria& stop,
                       step_listener* listener = nullptr);
+// The same from a point already evaluated.
+minimisation minimise_from(objective& f, step_strategy& strategy, search_point start, const stop_criteria& stop,
+                           step_listener* listener = nullptr);
 
 }  // namespace tbrelax

@@ -9,6 +9,18 @@
 
 namespace tbrelax {
 
+// Where a check of the curvature at a point works: coordinates weighted by the square root of
+// their masses, the coordinates that may not move left out, and the motions that never change
+// the function (a free molecule's translations and rotations) projected out.
+struct curvature_space {
+  std::vector<double> mass;                 // per coordinate (amu); all 1 for unweighted coordinates
+  std::vector<bool> frozen;                 // per coordinate: may not move
+  std::vector<std::vector<double>> rigid;   // orthonormal mass-weighted directions left out
+  // A model of the Cartesian Hessian (row-major, eV/angstrom^2 for a molecule) that tells soft
+  // directions from stiff ones; empty when the objective has none.
+  std::vector<double> model;
+};
+
 struct search_point {
   std::vector<double> x;      // coordinates, 3 per atom
   double value = 0;           // the function minimised
@@ -23,6 +35,12 @@ class objective {
   // call, so the point returned may differ from x there.
   virtual search_point evaluate(std::vector<double> x) = 0;
   std::int64_t evaluations() const { return evaluations_; }
+  // The space of curvature checks at `at`: by default unit masses, every coordinate free,
+  // nothing projected out.
+  virtual curvature_space curvature_space_at(const search_point& at);
+  // A model of the Hessian at `at` (row-major, positive definite) to precondition a step
+  // with; empty, the default, where the objective has none.
+  virtual std::vector<double> preconditioner_at(const search_point& at);
 
  protected:
   std::int64_t evaluations_ = 0;

@@ -9,13 +9,15 @@
 #include "driver/relaxation.hpp"
 #include "optimize/constraints.hpp"
 #include "optimize/minimise.hpp"
+#include "optimize/verified_minimum.hpp"
 
 namespace tbrelax {
 
 struct optimiser_settings {
-  std::string method = "lbfgs";  // a name of step_strategy_names()
+  std::string method = "plbfgs";  // a name of step_strategy_names()
   stop_criteria stop;
   constraints limits;
+  minimum_check_settings check;  // after convergence: is the end point a minimum?
 };
 
 struct optimiser_result {
@@ -23,9 +25,12 @@ struct optimiser_result {
   int steps = 0;
   std::int64_t evaluations = 0;
   stop_reason reason = stop_reason::converged;
+  minimum_check_outcome check;
 };
 
-// Relaxes c from its coordinates. The observer sees block_started(k) with the point step k
+// Relaxes c from its coordinates, then, with s.check enabled and the relaxation converged,
+// checks the end point for a negative curvature and leaves saddle points (see
+// minimise_verified); the check's evaluations count in `evaluations`. The observer sees block_started(k) with the point step k
 // starts from, block_finished(k) with the point it reached, and relaxation_finished with the
 // end point. c ends at the relaxed coordinates with that point's forces (pulling pairs
 // included, zero on fixed atoms). Throws std::invalid_argument for an unknown method or

@@ -146,7 +146,7 @@ TEST(TbcalcRelax, FaultyOptionsStopBeforeAnyEvaluation) {
     int status;
   };
   for (const fault& f : std::vector<fault>{
-           {{"--method", "bfgs"}, "tbcalc: --method: unknown method 'bfgs' (lbfgs, fire or sd)", 64},
+           {{"--method", "bfgs"}, "tbcalc: --method: unknown method 'bfgs' (plbfgs, lbfgs, fire or sd)", 64},
            {{"--fmax", "0"}, "tbcalc: --fmax: a number above 0 is needed, not '0'", 64},
            {{"--fmax=-1e-3"}, "tbcalc: --fmax: a number above 0 is needed, not '-1e-3'", 64},
            {{"--max-steps", "2.5"}, "tbcalc: --max-steps: a whole number of at least 0 is needed, not '2.5'", 64},
@@ -155,7 +155,12 @@ TEST(TbcalcRelax, FaultyOptionsStopBeforeAnyEvaluation) {
            {{"--pull", "1,2,nan"}, "tbcalc: --pull: the pulling force must be a finite number, not 'nan'", 64},
            {{"--pull", "1,2"}, "tbcalc: --pull: A,B,F is needed (two atoms counted from 1 and a force in eV/Å), not '1,2'", 64},
            {{"--pull", "2,2,1"}, "tbcalc: --pull: a pulling pair needs two different atoms, not 2 twice", 64},
-           {{"--method", "sd", "--fix", "1"}, "tbcalc: --fix needs --method lbfgs or fire", 64},
+           {{"--method", "sd", "--fix", "1"}, "tbcalc: --fix needs --method plbfgs, lbfgs or fire", 64},
+           {{"--verify-threshold", "-50"}, "tbcalc: --verify-threshold: a number above 0 is needed, not '-50'", 64},
+           {{"--verify-threshold=inf"}, "tbcalc: --verify-threshold: a number above 0 is needed, not 'inf'", 64},
+           {{"--escape-step", "nan"}, "tbcalc: --escape-step: a number above 0 is needed, not 'nan'", 64},
+           {{"--escape-step", "0"}, "tbcalc: --escape-step: a number above 0 is needed, not '0'", 64},
+           {{"--method", "sd", "--escape-step", "0.1"}, "tbcalc: --escape-step needs --method plbfgs, lbfgs or fire", 64},
            {{"--fix", "1,4"}, "tbcalc: w.xyz: error: fixed atom 4 does not exist (the molecule has 3 atoms)", 64},
            {{"--pull", "1,9,0.5"}, "tbcalc: w.xyz: error: pulled atom 9 does not exist (the molecule has 3 atoms)", 64},
            {{"--fix", "1-3"}, "tbcalc: w.xyz: error: every atom is fixed: nothing can move", 64},
@@ -174,6 +179,31 @@ TEST(TbcalcRelax, FaultyOptionsStopBeforeAnyEvaluation) {
   EXPECT_EQ(near.status, 3);
   EXPECT_EQ(near.err, "tbcalc: near.xyz: error: the energy or a force is not a finite number\n");
   EXPECT_FALSE(std::filesystem::exists(dir / "near.relaxed.xyz"));
+}
+
+// Ozone from a symmetric start: the optimiser alone stops at the symmetric saddle point; the
+// check leaves it, and the report says so in text and JSON.
+TEST(TbcalcRelax, MinimumCheckReportsInTextAndJson) {
+  temp_dir dir;
+  write_text(dir / "o3.xyz", "3\nozone\nO 0 0 0\nO 1.08 0.66 0\nO -1.08 0.66 0\n");
+  const auto checked = tbcalc({"relax", "--json", "o3.xyz"}, dir.path());
+  const auto plain = tbcalc({"relax", "--json", "--no-verify", "o3.xyz"}, dir.path());
+  ASSERT_EQ(checked.status, 0);
+  ASSERT_EQ(plain.status, 0);
+  EXPECT_NE(checked.out.find("\"minimum_verified\": true,"), std::string::npos);
+  EXPECT_GE(json_number(checked.out, "escapes"), 1);
+  EXPECT_GT(json_number(checked.out, "lowest_wavenumber"), -50);
+  EXPECT_LT(json_number(checked.out, "energy"), -16.9);
+  EXPECT_GT(json_number(checked.out, "evaluations"), json_number(checked.out, "check_evaluations"));
+  EXPECT_NE(plain.out.find("\"minimum_verified\": null,\n      \"lowest_curvature\": null,\n      "
+                           "\"lowest_wavenumber\": null,\n      \"escapes\": 0,\n      \"check_evaluations\": 0,"),
+            std::string::npos);
+  EXPECT_NEAR(json_number(plain.out, "energy"), -7.632, 1e-3);
+  const auto text = tbcalc({"relax", "o3.xyz"}, dir.path());
+  EXPECT_NE(text.out.find("\n  minimum check            verified, 1 escape from a saddle point, "), std::string::npos);
+  EXPECT_NE(text.out.find("\n  lowest curvature         "), std::string::npos);
+  const auto sd = tbcalc({"relax", "--method", "sd", "o3.xyz"}, dir.path());
+  EXPECT_EQ(sd.out.find("minimum check"), std::string::npos);
 }
 
 }  // namespace
