@@ -6,6 +6,7 @@
 #include "freq_options.hpp"
 #include "parallel/distributed_evaluation.hpp"
 #include "relax_options.hpp"
+#include "scan_options.hpp"
 
 namespace tbrelax::tbcalc {
 namespace {
@@ -20,6 +21,7 @@ Commands:
   energy FILE...  energy, binding energy, frontier orbitals, forces, charges and dipole
   freq FILE...    vibrational frequencies, IR intensities and thermochemistry
   relax FILE...   relaxation by L-BFGS, FIRE or tbrelax's steepest descent
+  scan FILE       relaxed scan of distances, bond angles or dihedral angles held exactly
 
 Options:
   -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
@@ -115,6 +117,33 @@ Options:
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix, --pull, --verify-threshold and
 --escape-step need lbfgs or fire; sd never checks its end point.
 )"}},
+    {"scan",
+     {command::scan,
+      "Usage: tbcalc scan [--json] (--distance A,B,FROM,TO,STEPS | --angle A,B,C,FROM,TO,STEPS |\n"
+      "                   --dihedral A,B,C,D,FROM,TO,STEPS)... [--fmax F] [--max-steps N] [-o OUT] FILE\n",
+      R"(
+A relaxed scan of the molecule in FILE: the coordinate is set to STEPS + 1 evenly spaced
+values from FROM to TO, and at each one it is held exactly while every other degree of
+freedom relaxes by L-BFGS, starting from the point before. Several coordinates are stepped
+together (a concerted scan) and take the same STEPS. One progress line per point goes to
+standard error; the table gives each point's value, energy, largest residual force and the
+constraint force dE/dq, the force the constraint supplies (for a distance: the tension the
+bond carries, positive when it is stretched).
+
+Options:
+      --distance A,B,FROM,TO,STEPS      the distance of atoms A and B (counted from 1), Å
+      --angle A,B,C,FROM,TO,STEPS       the bond angle A-B-C at B, degrees (1 to 179)
+      --dihedral A,B,C,D,FROM,TO,STEPS  the dihedral angle A-B-C-D, degrees (any real values:
+                                        0,360,12 turns once round)
+      --fmax F          each point is relaxed until no atom feels more than F eV/Å besides the
+                        constraint force (default 0.01)
+      --max-steps N     L-BFGS steps per point at most (default 1000)
+  -o, --output OUT      the relaxed points as multi-frame extended XYZ (default: FILE's stem +
+                        .scan.xyz beside it)
+      --json            print the results as one JSON document
+      --tbrelax-symbols only the first character of an element symbol counts
+  -h, --help            show this help
+)"}},
 };
 
 parsed usage_error(const std::string& fault, const std::string& usage, const std::string& help_hint) {
@@ -153,7 +182,16 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   };
   optimiser_settings& opt = o.optimiser;
   if (o.cmd == command::freq) valued["--molden"] = file_into(o.molden);
-  if (o.cmd != command::freq)
+  if (o.cmd == command::scan) {
+    valued["-o"] = valued["--output"] = file_into(o.output);
+    valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.scan.stop.fmax); };
+    valued["--max-steps"] = [&o](const std::string& v) { return parse_count(v, o.scan.stop.max_steps); };
+    const std::pair<const char*, coordinate_kind> kinds[] = {
+        {"--distance", coordinate_kind::distance}, {"--angle", coordinate_kind::angle}, {"--dihedral", coordinate_kind::dihedral}};
+    for (const auto& [name, kind] : kinds)
+      valued[name] = [&o, kind](const std::string& v) { return parse_scan_coordinate(kind, v, o.scan); };
+  }
+  if (o.cmd != command::freq && o.cmd != command::scan)
     valued["--block"] = [&o](const std::string& v) {
       const std::string fault = parse_count(v, o.block);
       return fault.empty() && o.block < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
@@ -234,8 +272,13 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   if (!optimiser_only.empty() && o.method == "sd")
     return usage_error(optimiser_only + " needs --method lbfgs or fire", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
+  if (o.cmd == command::scan) {
+    if (o.scan.coordinates.empty()) return usage_error("no coordinate to scan: give --distance, --angle or --dihedral", text.usage, hint);
+    if (o.files.size() > 1) return usage_error("scan takes one FILE only", text.usage, hint);
+  }
   if (o.distributed) {
-    if (o.cmd == command::freq) return usage_error("--distributed works with energy and relax only", text.usage, hint);
+    if (o.cmd == command::freq || o.cmd == command::scan)
+      return usage_error("--distributed works with energy and relax only", text.usage, hint);
     if (!distributed_step_built())
       return usage_error("--distributed needs a build with ELPA (TBRELAX_ELPA=ON)", text.usage, hint);
     if (o.files.size() > 1) return usage_error("--distributed takes one FILE only", text.usage, hint);

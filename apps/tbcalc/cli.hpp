@@ -7,11 +7,12 @@
 
 #include "hessian/thermochemistry.hpp"
 #include "optimize/optimiser_run.hpp"
+#include "optimize/relaxed_scan.hpp"
 #include "parallel/distributed_evaluation.hpp"
 
 namespace tbrelax::tbcalc {
 
-enum class command { energy, freq, relax };
+enum class command { energy, freq, relax, scan };
 
 struct options {
   command cmd = command::energy;
@@ -28,6 +29,7 @@ struct options {
   // relax: the method ("sd" for tbrelax's steepest descent), its stop criteria and constraints.
   std::string method = "lbfgs";
   optimiser_settings optimiser;
+  scan_settings scan;  // scan: the coordinates, their steps and each point's stop criteria
 };
 
 // What the command line asks for: a run, or text to print and a status to end with.
