@@ -76,8 +76,8 @@ std::vector<double> internal_coordinate::gradient(std::span<const double> x) con
       const double p = dot3(b1, b2) / l2sq, q = dot3(b3, b2) / l2sq;
       add_to(g, atoms[0], da);
       add_to(g, atoms[3], dd);
-      add_to(g, atoms[1], minus(scaled(da, p - 1), scaled(dd, q)));
-      add_to(g, atoms[2], minus(scaled(dd, q - 1), scaled(da, p)));
+      add_to(g, atoms[1], plus(scaled(da, -1 - p), scaled(dd, q)));
+      add_to(g, atoms[2], minus(scaled(da, p), scaled(dd, 1 + q)));
       break;
     }
   }
