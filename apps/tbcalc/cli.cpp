@@ -22,6 +22,7 @@ Commands:
   freq FILE...    vibrational frequencies, IR intensities and thermochemistry
   relax FILE...   relaxation by L-BFGS, FIRE or tbrelax's steepest descent
   scan FILE       relaxed scan of distances, bond angles or dihedral angles held exactly
+  ts FILE         transition state (first-order saddle point) from a guess, checked by its modes
 
 Options:
   -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
@@ -144,6 +145,25 @@ Options:
       --tbrelax-symbols only the first character of an element symbol counts
   -h, --help            show this help
 )"}},
+    {"ts",
+     {command::ts, "Usage: tbcalc ts [--json] [--fmax F] [--max-steps N] [-o OUT] FILE\n", R"(
+Converges the guess in FILE to a first-order saddle point (a transition state) by partitioned
+rational-function optimisation (P-RFO): a Hessian by finite differences of the forces at the
+start, updated by Bofill's formula after every step; each step goes uphill along the lowest
+mode (later: the mode most like the one followed before) and downhill along all others. The
+end point is then checked by its vibrations, as tbcalc freq computes them: a transition state
+has exactly one imaginary mode (more imaginary than 50 cm^-1), reported with its wavenumber;
+otherwise the report says what was found.
+
+Options:
+      --fmax F          converged when no atom feels more than F eV/Å and the Hessian has one
+                        negative curvature (default 0.001)
+      --max-steps N     P-RFO steps at most (default 100)
+  -o, --output OUT      the saddle point as extended XYZ (default: FILE's stem + .ts.xyz)
+      --json            print the results as one JSON document (with the transition mode)
+      --tbrelax-symbols only the first character of an element symbol counts
+  -h, --help            show this help
+)"}},
 };
 
 parsed usage_error(const std::string& fault, const std::string& usage, const std::string& help_hint) {
@@ -191,7 +211,12 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     for (const auto& [name, kind] : kinds)
       valued[name] = [&o, kind](const std::string& v) { return parse_scan_coordinate(kind, v, o.scan); };
   }
-  if (o.cmd != command::freq && o.cmd != command::scan)
+  if (o.cmd == command::ts) {
+    valued["-o"] = valued["--output"] = file_into(o.output);
+    valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.saddle.fmax); };
+    valued["--max-steps"] = [&o](const std::string& v) { return parse_count(v, o.saddle.max_steps); };
+  }
+  if (o.cmd != command::freq && o.cmd != command::scan && o.cmd != command::ts)
     valued["--block"] = [&o](const std::string& v) {
       const std::string fault = parse_count(v, o.block);
       return fault.empty() && o.block < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
@@ -276,8 +301,9 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     if (o.scan.coordinates.empty()) return usage_error("no coordinate to scan: give --distance, --angle or --dihedral", text.usage, hint);
     if (o.files.size() > 1) return usage_error("scan takes one FILE only", text.usage, hint);
   }
+  if (o.cmd == command::ts && o.files.size() > 1) return usage_error("ts takes one FILE only", text.usage, hint);
   if (o.distributed) {
-    if (o.cmd == command::freq || o.cmd == command::scan)
+    if (o.cmd == command::freq || o.cmd == command::scan || o.cmd == command::ts)
       return usage_error("--distributed works with energy and relax only", text.usage, hint);
     if (!distributed_step_built())
       return usage_error("--distributed needs a build with ELPA (TBRELAX_ELPA=ON)", text.usage, hint);

@@ -8,11 +8,12 @@
 #include "hessian/thermochemistry.hpp"
 #include "optimize/optimiser_run.hpp"
 #include "optimize/relaxed_scan.hpp"
+#include "optimize/saddle_search.hpp"
 #include "parallel/distributed_evaluation.hpp"
 
 namespace tbrelax::tbcalc {
 
-enum class command { energy, freq, relax, scan };
+enum class command { energy, freq, relax, scan, ts };
 
 struct options {
   command cmd = command::energy;
@@ -30,6 +31,7 @@ struct options {
   std::string method = "lbfgs";
   optimiser_settings optimiser;
   scan_settings scan;  // scan: the coordinates, their steps and each point's stop criteria
+  saddle_settings saddle;  // ts: the stop criteria of the saddle search
 };
 
 // What the command line asks for: a run, or text to print and a status to end with.
