@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "linalg/eigensolver.hpp"
 #include "state/errors.hpp"
@@ -82,6 +81,11 @@ std::vector<double> gradient_of(const search_point& p) {
   for (std::size_t k = 0; k < g.size(); ++k) g[k] = -p.force[k];
   return g;
 }
+
+// Below this change of the function (eV) a forecast cannot be judged: the model's energies
+// carry rounding of about 1e-12 of their size.
+constexpr double model_noise = 1e-8;
+constexpr double least_trust = 1e-3;  // angstrom
 
 }  // namespace
 
@@ -197,9 +201,14 @@ saddle_result find_saddle(objective& f, std::vector<double> start, const saddle_
     for (std::size_t k = 0; k < n; ++k) x[k] += step[k];
     search_point next = f.evaluate(std::move(x));
     ++r.steps;
-    // How well the quadratic model foresaw the change sets the next trust radius.
+    // The point is kept when the quadratic model foresaw the change of the function within a
+    // factor of two, or the forces fell; otherwise the search stays and tries a shorter step.
+    // Either way the step teaches the Hessian, and how good the forecast was sets the trust.
     const double ratio = (next.value - p.value) / predicted;
-    if (!(ratio > 0.25 && ratio < 4)) trust = std::max(0.5 * trust, 1e-3);
+    const bool foreseen = ratio > 0 && ratio < 2;
+    const bool kept = foreseen || largest_atom_norm(next.force) < largest_atom_norm(p.force) ||
+                      std::abs(predicted) < model_noise;
+    if (!foreseen || !kept) trust = std::max(0.5 * trust, least_trust);
     else if (clipped && ratio > 0.75 && ratio < 1.33) trust = std::min(2 * trust, s.max_trust);
     std::vector<double> ds(n), dg = gradient_of(next);
     for (std::size_t k = 0; k < n; ++k) {
@@ -207,7 +216,7 @@ saddle_result find_saddle(objective& f, std::vector<double> start, const saddle_
       dg[k] -= g[k];
     }
     bofill_update(H, ds, dg);
-    p = std::move(next);
+    if (kept) p = std::move(next);
   }
   r.end = std::move(p);
   r.evaluations = f.evaluations() - before;
