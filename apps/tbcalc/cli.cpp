@@ -23,6 +23,7 @@ Commands:
   relax FILE...   relaxation by L-BFGS, FIRE or tbrelax's steepest descent
   scan FILE       relaxed scan of distances, bond angles or dihedral angles held exactly
   ts FILE         transition state (first-order saddle point) from a guess, checked by its modes
+  path START END  minimum-energy path by a nudged elastic band with a climbing image
 
 Options:
   -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
@@ -164,6 +165,37 @@ Options:
       --tbrelax-symbols only the first character of an element symbol counts
   -h, --help            show this help
 )"}},
+    {"path",
+     {command::path,
+      "Usage: tbcalc path [--json] [--images N] [--spring K] [--fmax F] [--max-iterations N]\n"
+      "                   [--climb-from F | --no-climb] [--threads T] [--ts] [-o OUT] START END\n",
+      R"(
+The minimum-energy path from START to END (the same atoms in the same order; relax both
+first) by a nudged elastic band: N images interpolated by the image-dependent pair potential
+(IDPP), END turned onto START, the improved tangent, springs along the path, and once the band
+has settled (every band force below 1 eV/Å) the highest image climbs to the saddle point.
+The whole band moves by one L-BFGS; the images of a step are evaluated at once on threads.
+The table gives each image's place along the path, its energy and its band force; the barrier
+is the climbing image's energy above each end. With --ts the climbing image is then converged
+by P-RFO, as tbcalc ts does.
+
+Options:
+      --images N          moving images between the ends (default 7)
+      --spring K          spring constant between neighbouring images, eV/Å² (default 1)
+      --fmax F            stop when no atom of an image feels more than F eV/Å of band
+                          force, the climbing image's included (default 0.05)
+      --max-iterations N  band steps at most (default 500)
+      --climb-from F      the highest image starts climbing once no band force is above
+                          F eV/Å (default 1)
+      --no-climb          no climbing image
+      --threads T         images evaluated at once (default: as many as the cores, up to N)
+      --ts                converge the climbing image to a saddle point by P-RFO
+  -o, --output OUT        the band, START to END, as multi-frame extended XYZ (default:
+                          START's stem + .path.xyz beside it)
+      --json              print the results as one JSON document
+      --tbrelax-symbols   only the first character of an element symbol counts
+  -h, --help              show this help
+)"}},
 };
 
 parsed usage_error(const std::string& fault, const std::string& usage, const std::string& help_hint) {
@@ -216,7 +248,22 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.saddle.fmax); };
     valued["--max-steps"] = [&o](const std::string& v) { return parse_count(v, o.saddle.max_steps); };
   }
-  if (o.cmd != command::freq && o.cmd != command::scan && o.cmd != command::ts)
+  if (o.cmd == command::path) {
+    valued["-o"] = valued["--output"] = file_into(o.output);
+    valued["--images"] = [&o](const std::string& v) {
+      const std::string fault = parse_count(v, o.band_images);
+      return fault.empty() && o.band_images < 1 ? "a band needs at least 1 image, not '" + v + "'" : fault;
+    };
+    valued["--spring"] = [&o](const std::string& v) { return parse_positive(v, o.band.spring); };
+    valued["--climb-from"] = [&o](const std::string& v) { return parse_positive(v, o.band.climb_from); };
+    valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.band.fmax); };
+    valued["--max-iterations"] = [&o](const std::string& v) { return parse_count(v, o.band.max_iterations); };
+    valued["--threads"] = [&o](const std::string& v) {
+      const std::string fault = parse_count(v, o.band.threads);
+      return fault.empty() && o.band.threads < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
+    };
+  }
+  if (o.cmd != command::freq && o.cmd != command::scan && o.cmd != command::ts && o.cmd != command::path)
     valued["--block"] = [&o](const std::string& v) {
       const std::string fault = parse_count(v, o.block);
       return fault.empty() && o.block < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
@@ -264,6 +311,10 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.tbrelax_symbols = true;
     } else if (word == "--no-verify" && o.cmd == command::relax) {
       o.optimiser.check.enabled = false;
+    } else if (word == "--no-climb" && o.cmd == command::path) {
+      o.band.climb = false;
+    } else if (word == "--ts" && o.cmd == command::path) {
+      o.band_ts = true;
     } else if (word == "--distributed") {
       o.distributed = true;
     } else if (const std::string number = word.substr(0, word.find('='));
@@ -302,8 +353,10 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     if (o.files.size() > 1) return usage_error("scan takes one FILE only", text.usage, hint);
   }
   if (o.cmd == command::ts && o.files.size() > 1) return usage_error("ts takes one FILE only", text.usage, hint);
+  if (o.cmd == command::path && o.files.size() != 2) return usage_error("path takes two files, START and END", text.usage, hint);
+  if (o.band_ts && !o.band.climb) return usage_error("--ts needs the climbing image (leave out --no-climb)", text.usage, hint);
   if (o.distributed) {
-    if (o.cmd == command::freq || o.cmd == command::scan || o.cmd == command::ts)
+    if (o.cmd == command::freq || o.cmd == command::scan || o.cmd == command::ts || o.cmd == command::path)
       return usage_error("--distributed works with energy and relax only", text.usage, hint);
     if (!distributed_step_built())
       return usage_error("--distributed needs a build with ELPA (TBRELAX_ELPA=ON)", text.usage, hint);
@@ -312,7 +365,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     return usage_error("--block needs --distributed", text.usage, hint);
   }
   if (o.files.size() > 1 && !o.molden.empty()) return usage_error("--molden takes one FILE only", text.usage, hint);
-  if (o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
+  if (o.cmd != command::path && o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
     return usage_error("-o and --trajectory take one FILE only", text.usage, hint);
   return {std::move(o), "", 0};
 }

@@ -7,13 +7,14 @@
 
 #include "hessian/thermochemistry.hpp"
 #include "optimize/optimiser_run.hpp"
+#include "optimize/elastic_band.hpp"
 #include "optimize/relaxed_scan.hpp"
 #include "optimize/saddle_search.hpp"
 #include "parallel/distributed_evaluation.hpp"
 
 namespace tbrelax::tbcalc {
 
-enum class command { energy, freq, relax, scan, ts };
+enum class command { energy, freq, relax, scan, ts, path };
 
 struct options {
   command cmd = command::energy;
@@ -31,7 +32,10 @@ struct options {
   std::string method = "lbfgs";
   optimiser_settings optimiser;
   scan_settings scan;  // scan: the coordinates, their steps and each point's stop criteria
-  saddle_settings saddle;  // ts: the stop criteria of the saddle search
+  saddle_settings saddle;  // ts, path --ts: the stop criteria of the saddle search
+  int band_images = 7;     // path: moving images between the ends
+  band_settings band{.threads = 0};  // path: the band (threads 0: as many as the images and cores allow)
+  bool band_ts = false;    // path: converge the climbing image to a saddle point
 };
 
 // What the command line asks for: a run, or text to print and a status to end with.
