@@ -78,6 +78,7 @@ found_path path_between(const std::string& start_path, const std::string& end_pa
   const std::vector<double> last = aligned(positions_of(end_calc.c), first);
   const search_point first_point = images.front()->evaluate(first), last_point = images.back()->evaluate(last);
   band_settings s = o.band;
+  s.free_molecules = true;
   if (s.threads <= 0) s.threads = static_cast<int>(std::max(1u, std::min(std::thread::hardware_concurrency(), static_cast<unsigned>(moving))));
   r.band = relax_band(first_point, last_point, idpp_path(first, last, moving),
                       [&](std::size_t i, std::vector<double> x) { return images[i + 1]->evaluate(std::move(x)); }, s);

@@ -52,6 +52,42 @@ std::vector<double> aligned(const std::vector<double>& moving, const std::vector
   return out;
 }
 
+void remove_rigid_motion(std::vector<double>& v, const std::vector<double>& x) {
+  const std::size_t n = x.size() / 3;
+  const auto c = centroid(x);
+  std::vector<std::vector<double>> basis;
+  for (int axis = 0; axis < 6; ++axis) {
+    std::vector<double> m(x.size(), 0.0);
+    for (std::size_t a = 0; a < n; ++a) {
+      if (axis < 3) {
+        m[3 * a + axis] = 1;
+        continue;
+      }
+      // The rotation about axis - 3: e x (r - c).
+      const int i = (axis - 3 + 1) % 3, j = (axis - 3 + 2) % 3;
+      m[3 * a + i] = -(x[3 * a + j] - c[j]);
+      m[3 * a + j] = x[3 * a + i] - c[i];
+    }
+    for (int pass = 0; pass < 2; ++pass)
+      for (const auto& b : basis) {
+        double d = 0;
+        for (std::size_t k = 0; k < m.size(); ++k) d += b[k] * m[k];
+        for (std::size_t k = 0; k < m.size(); ++k) m[k] -= d * b[k];
+      }
+    double norm = 0;
+    for (double q : m) norm += q * q;
+    norm = std::sqrt(norm);
+    if (!(norm > 1e-6 * std::sqrt(static_cast<double>(n)))) continue;  // a rotation a linear molecule lacks
+    for (double& q : m) q /= norm;
+    basis.push_back(std::move(m));
+  }
+  for (const auto& b : basis) {
+    double d = 0;
+    for (std::size_t k = 0; k < v.size(); ++k) d += b[k] * v[k];
+    for (std::size_t k = 0; k < v.size(); ++k) v[k] -= d * b[k];
+  }
+}
+
 double aligned_rmsd(const std::vector<double>& a, const std::vector<double>& b) {
   const std::vector<double> m = aligned(a, b);
   double s = 0;

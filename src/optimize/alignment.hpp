@@ -13,4 +13,8 @@ std::vector<double> aligned(const std::vector<double>& moving, const std::vector
 // The root-mean-square distance of corresponding atoms after alignment (angstrom).
 double aligned_rmsd(const std::vector<double>& a, const std::vector<double>& b);
 
+// Removes from v (3 per atom) its parts along the translations and the rotations about the
+// centroid of the structure x, all atoms weighted alike.
+void remove_rigid_motion(std::vector<double>& v, const std::vector<double>& x);
+
 }  // namespace tbrelax

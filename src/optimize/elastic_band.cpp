@@ -5,6 +5,7 @@
 #include <deque>
 #include <numbers>
 
+#include "optimize/alignment.hpp"
 #include "parallel/thread_batch.hpp"
 
 namespace tbrelax {
@@ -55,7 +56,8 @@ std::vector<double> tangent(const std::vector<search_point>& p, std::size_t i) {
 
 // The band force on every moving image: true force across the path plus springs along it, or
 // for the climbing image the true force with its part along the path reversed.
-std::vector<std::vector<double>> band_forces(const std::vector<search_point>& p, double spring, int climbing) {
+std::vector<std::vector<double>> band_forces(const std::vector<search_point>& p, double spring, int climbing,
+                                             bool free_molecules) {
   std::vector<std::vector<double>> forces;
   for (std::size_t i = 1; i + 1 < p.size(); ++i) {
     const std::vector<double> t = tangent(p, i);
@@ -67,6 +69,7 @@ std::vector<std::vector<double>> band_forces(const std::vector<search_point>& p,
       const double stretch = spring * (distance(p[i + 1].x, p[i].x) - distance(p[i].x, p[i - 1].x));
       for (std::size_t k = 0; k < f.size(); ++k) f[k] += (stretch - along) * t[k];
     }
+    if (free_molecules) remove_rigid_motion(f, p[i].x);
     forces.push_back(std::move(f));
   }
   return forces;
@@ -133,7 +136,7 @@ band_result relax_band(const search_point& first, const search_point& last, std:
   double trust = s.max_move;
   auto band_norm = [](const std::vector<double>& f) { return std::sqrt(dot(f, f)); };
   for (;;) {
-    auto forces = band_forces(p, s.spring, r.climbing);
+    auto forces = band_forces(p, s.spring, r.climbing, s.free_molecules);
     std::vector<double> f = joined(forces);
     if (!before.empty() && !(band_norm(f) <= force_growth * band_norm(f_old))) {
       // The step made the band force grow threefold (or not finite): the quadratic model
@@ -142,7 +145,7 @@ band_result relax_band(const search_point& first, const search_point& last, std:
       before.clear();
       memory.clear();
       trust = std::max(0.5 * trust, 1e-4 * s.max_move);
-      forces = band_forces(p, s.spring, r.climbing);
+      forces = band_forces(p, s.spring, r.climbing, s.free_molecules);
       f = joined(forces);
       x_old.clear();
     } else if (!before.empty()) {

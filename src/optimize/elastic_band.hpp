@@ -23,6 +23,9 @@ struct band_settings {
   double climb_from = 1.0;   // eV/angstrom: the highest image starts climbing once every band force is below this
   int threads = 1;           // images evaluated at once
   double max_move = 0.2;     // angstrom: the largest move of an atom of any image in one band step
+  // The images are free molecules: their band forces lose every translation and rotation, so
+  // an image cannot drift or turn along the path at no cost in energy.
+  bool free_molecules = false;
 };
 
 struct band_result {
