@@ -24,6 +24,7 @@ Commands:
   scan FILE       relaxed scan of distances, bond angles or dihedral angles held exactly
   ts FILE         transition state (first-order saddle point) from a guess, checked by its modes
   path START END  minimum-energy path by a nudged elastic band with a climbing image
+  irc FILE        reaction coordinate from a transition state down to both minima
 
 Options:
   -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
@@ -196,6 +197,27 @@ Options:
       --tbrelax-symbols   only the first character of an element symbol counts
   -h, --help              show this help
 )"}},
+    {"irc",
+     {command::irc,
+      "Usage: tbcalc irc [--json] [--start S] [--end E] [--step H] [--max-steps N] [-o OUT] FILE\n", R"(
+Follows the intrinsic reaction coordinate from the transition state in FILE down to the minimum
+on each side: the steepest-descent path in mass-weighted coordinates, leaving the saddle point
+along its imaginary mode (found from the vibrations, as tbcalc freq computes them) and followed
+by Heun's second-order predictor-corrector; where the path levels out (no force above
+0.05 eV/Å) or rises, L-BFGS relaxes the end to its minimum. With --start and --end the report
+says whether each end is one of those structures (RMSD after alignment below 0.05 Å).
+
+Options:
+      --start S, --end E  the minima the ends should match (same atoms in the same order)
+      --step H            step along the path, amu^1/2 Å (default 0.1)
+      --max-steps N       path steps per side at most before the end is relaxed (default 300)
+  -o, --output OUT        one minimum, the path up to the saddle point and down to the other
+                          minimum, as multi-frame extended XYZ with the signed path length
+                          (default: FILE's stem + .irc.xyz)
+      --json              print the results as one JSON document
+      --tbrelax-symbols   only the first character of an element symbol counts
+  -h, --help              show this help
+)"}},
 };
 
 parsed usage_error(const std::string& fault, const std::string& usage, const std::string& help_hint) {
@@ -248,6 +270,13 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.saddle.fmax); };
     valued["--max-steps"] = [&o](const std::string& v) { return parse_count(v, o.saddle.max_steps); };
   }
+  if (o.cmd == command::irc) {
+    valued["-o"] = valued["--output"] = file_into(o.output);
+    valued["--start"] = file_into(o.irc_start);
+    valued["--end"] = file_into(o.irc_end);
+    valued["--step"] = [&o](const std::string& v) { return parse_positive(v, o.irc.step); };
+    valued["--max-steps"] = [&o](const std::string& v) { return parse_count(v, o.irc.max_steps); };
+  }
   if (o.cmd == command::path) {
     valued["-o"] = valued["--output"] = file_into(o.output);
     valued["--images"] = [&o](const std::string& v) {
@@ -263,7 +292,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       return fault.empty() && o.band.threads < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
     };
   }
-  if (o.cmd != command::freq && o.cmd != command::scan && o.cmd != command::ts && o.cmd != command::path)
+  if (o.cmd == command::energy || o.cmd == command::relax)
     valued["--block"] = [&o](const std::string& v) {
       const std::string fault = parse_count(v, o.block);
       return fault.empty() && o.block < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
@@ -338,7 +367,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       } else if (k + 1 < args.size()) {
         value = args[++k];
       }
-      const bool file = name == "-o" || name == "--output" || name == "--trajectory" || name == "--molden";
+      const bool file = name == "-o" || name == "--output" || name == "--trajectory" || name == "--molden" ||
+                        name == "--start" || name == "--end";
       if (value.empty()) return usage_error("option '" + name + "' needs " + (file ? "a file name" : "a value"), text.usage, hint);
       if (const std::string fault = option->second(value); !fault.empty())
         return usage_error(name + ": " + fault, text.usage, hint);
@@ -352,11 +382,12 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     if (o.scan.coordinates.empty()) return usage_error("no coordinate to scan: give --distance, --angle or --dihedral", text.usage, hint);
     if (o.files.size() > 1) return usage_error("scan takes one FILE only", text.usage, hint);
   }
-  if (o.cmd == command::ts && o.files.size() > 1) return usage_error("ts takes one FILE only", text.usage, hint);
+  if ((o.cmd == command::ts || o.cmd == command::irc) && o.files.size() > 1)
+    return usage_error(std::string(o.cmd == command::ts ? "ts" : "irc") + " takes one FILE only", text.usage, hint);
   if (o.cmd == command::path && o.files.size() != 2) return usage_error("path takes two files, START and END", text.usage, hint);
   if (o.band_ts && !o.band.climb) return usage_error("--ts needs the climbing image (leave out --no-climb)", text.usage, hint);
   if (o.distributed) {
-    if (o.cmd == command::freq || o.cmd == command::scan || o.cmd == command::ts || o.cmd == command::path)
+    if (o.cmd != command::energy && o.cmd != command::relax)
       return usage_error("--distributed works with energy and relax only", text.usage, hint);
     if (!distributed_step_built())
       return usage_error("--distributed needs a build with ELPA (TBRELAX_ELPA=ON)", text.usage, hint);

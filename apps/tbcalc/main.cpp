@@ -73,6 +73,7 @@ int main(int argc, char** argv) {
       case command::scan: return run_scan(run, *group, out, warnings);
       case command::ts: return run_ts(run, *group, out, warnings);
       case command::path: return run_path(run, *group, out, warnings);
+      case command::irc: return run_irc(run, *group, out, warnings);
     }
     return 70;
   } catch (...) {
