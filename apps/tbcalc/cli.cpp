@@ -182,7 +182,7 @@ by P-RFO, as tbcalc ts does.
 
 Options:
       --images N          moving images between the ends (default 7)
-      --spring K          spring constant between neighbouring images, eV/Å² (default 1)
+      --spring K          spring constant between neighbouring images, eV/Å² (default 5)
       --fmax F            stop when no atom of an image feels more than F eV/Å of band
                           force, the climbing image's included (default 0.05)
       --max-iterations N  band steps at most (default 500)
@@ -204,7 +204,7 @@ Follows the intrinsic reaction coordinate from the transition state in FILE down
 on each side: the steepest-descent path in mass-weighted coordinates, leaving the saddle point
 along its imaginary mode (found from the vibrations, as tbcalc freq computes them) and followed
 by Heun's second-order predictor-corrector; where the path levels out (no force above
-0.05 eV/Å) or rises, L-BFGS relaxes the end to its minimum. With --start and --end the report
+0.05 eV/Å) or rises, L-BFGS relaxes the end to its minimum (fmax 0.001 eV/Å). With --start and --end the report
 says whether each end is one of those structures (RMSD after alignment below 0.05 Å).
 
 Options:

@@ -266,6 +266,7 @@ std::vector<std::vector<double>> idpp_path(const std::vector<double>& first, con
   // A band on the interpolated-distance surfaces, springs keeping the images spread; no climbing.
   band_settings s;
   s.climb = false;
+  s.spring = 1.0;  // soft: the pair potential, not the springs, should shape the path
   s.fmax = 0.01;
   s.max_iterations = 1000;
   // The straight line nudged off itself by a small fixed displacement, largest mid-way: where

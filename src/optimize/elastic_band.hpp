@@ -16,7 +16,7 @@
 namespace tbrelax {
 
 struct band_settings {
-  double spring = 1.0;       // eV/angstrom^2, between neighbouring images
+  double spring = 5.0;       // eV/angstrom^2, between neighbouring images
   double fmax = 0.05;        // eV/angstrom: stop when no atom of an image feels more band force
   int max_iterations = 500;  // band steps (each evaluates every moving image once)
   bool climb = true;

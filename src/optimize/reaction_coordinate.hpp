@@ -17,7 +17,8 @@ struct irc_settings {
   double step = 0.1;      // amu^1/2 angstrom along the mass-weighted path
   int max_steps = 300;    // per side
   double level = 0.05;    // eV/angstrom: below this largest force the path is relaxed as a minimum
-  stop_criteria relax;    // of the relaxation of each end
+  stop_criteria relax{0.001, 1000};  // of the relaxation of each end: tight, so that soft
+                                     // torsions end where the given minima do
 };
 
 struct irc_side {
