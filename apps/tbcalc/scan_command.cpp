@@ -107,7 +107,7 @@ void human_report(std::ostream& out, const std::string& path, const scanned& r, 
   }
   out << "         energy/eV  largest force/(eV/Å)";
   for (const scanned_coordinate& s : coords) {
-    std::snprintf(cell, sizeof cell, "  dE/d%s/(%s)", s.q.label().c_str(), force_unit(s.q.kind));
+    std::snprintf(cell, sizeof cell, "  dE/d[%s]/(%s)", s.q.label().c_str(), force_unit(s.q.kind));
     out << cell;
   }
   out << '\n';
@@ -116,13 +116,13 @@ void human_report(std::ostream& out, const std::string& path, const scanned& r, 
     std::snprintf(cell, sizeof cell, "%6zu", k);
     out << cell;
     for (std::size_t i = 0; i < coords.size(); ++i) {
-      std::snprintf(cell, sizeof cell, " %11.6f", in_user_unit(coords[i].q.kind, p.values[i]));
+      std::snprintf(cell, sizeof cell, " %13.6f", in_user_unit(coords[i].q.kind, p.values[i]));
       out << cell;
     }
     std::snprintf(cell, sizeof cell, "  %16.10f  %20.3e", p.relaxed.energy, largest_atom_norm(p.relaxed.force));
     out << cell;
     for (std::size_t i = 0; i < coords.size(); ++i) {
-      std::snprintf(cell, sizeof cell, "  %*.6f", static_cast<int>(coords[i].q.label().size()) + 12, p.constraint_forces[i]);
+      std::snprintf(cell, sizeof cell, "  %*.6f", static_cast<int>(coords[i].q.label().size()) + 14, p.constraint_forces[i]);
       out << cell;
     }
     out << (p.converged ? "" : "  not converged") << '\n';
