@@ -262,8 +262,10 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     valued["--max-steps"] = [&o](const std::string& v) { return parse_count(v, o.scan.stop.max_steps); };
     const std::pair<const char*, coordinate_kind> kinds[] = {
         {"--distance", coordinate_kind::distance}, {"--angle", coordinate_kind::angle}, {"--dihedral", coordinate_kind::dihedral}};
-    for (const auto& [name, kind] : kinds)
-      valued[name] = [&o, kind](const std::string& v) { return parse_scan_coordinate(kind, v, o.scan); };
+    for (const auto& named : kinds) {
+      const coordinate_kind kind = named.second;
+      valued[named.first] = [&o, kind](const std::string& v) { return parse_scan_coordinate(kind, v, o.scan); };
+    }
   }
   if (o.cmd == command::ts) {
     valued["-o"] = valued["--output"] = file_into(o.output);
