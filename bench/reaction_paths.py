@@ -27,6 +27,7 @@ from pathlib import Path
 REACTIONS = [
     ("HCN -> HNC", "hcn.xyz", "hnc.xyz"),
     ("vinyl alcohol -> acetaldehyde", "vinyl_alcohol.xyz", "acetaldehyde.xyz"),
+    ("cyclobutene -> butadiene", "cyclobutene.xyz", "butadiene.xyz"),
 ]
 
 

@@ -134,6 +134,7 @@ band_result relax_band(const search_point& first, const search_point& last, std:
   std::vector<double> x_old, f_old;
   std::vector<search_point> before;  // the band before the last step, to go back to
   double trust = s.max_move;
+  double lowest = 0;  // the smallest norm of the band force since the curvature record began
   auto band_norm = [](const std::vector<double>& f) { return std::sqrt(dot(f, f)); };
   for (;;) {
     auto forces = band_forces(p, s.spring, r.climbing, s.free_molecules);
@@ -150,6 +151,16 @@ band_result relax_band(const search_point& first, const search_point& last, std:
       x_old.clear();
     } else if (!before.empty()) {
       trust = std::min(1.5 * trust, s.max_move);
+    }
+    // A slow climb of the band force, each step within the growth allowed, means the curvature
+    // record leads the band astray along a soft direction: past twice the lowest norm reached
+    // since the record began, it is forgotten.
+    if (memory.empty()) lowest = band_norm(f);
+    lowest = std::min(lowest, band_norm(f));
+    if (!memory.empty() && band_norm(f) > 2 * lowest) {
+      memory.clear();
+      x_old.clear();
+      lowest = band_norm(f);
     }
     r.largest_band_force = 0;
     for (const auto& part : forces) r.largest_band_force = std::max(r.largest_band_force, largest_atom_norm(part));
