@@ -64,16 +64,24 @@ Options:
   -h, --help             show this help
 )"}},
     {"freq",
-     {command::freq, "Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE...\n", R"(
+     {command::freq,
+      "Usage: tbcalc freq [--json] [--molden OUT] [--displace-imaginary OUT] [THERMO OPTIONS] FILE...\n", R"(
 Harmonic vibrations at the geometry in each FILE (relax it first for a minimum): the Hessian by
 finite differences, mass-weighted with the model's masses (H 1, C 12, N 14, O 16), with the
 translations and rotations set apart; wavenumbers in cm^-1 (imaginary ones negative), IR
 intensities (km/mol) from the dipole derivatives, the zero-point energy, and the ideal-gas
-enthalpy H, entropy S and Gibbs energy G = H - T S of the molecule.
+enthalpy H, entropy S and Gibbs energy G = H - T S of the molecule. A geometry with a mode
+more imaginary than the threshold is reported as not a minimum.
 
 Options:
       --json                  print the results as one JSON document
       --molden OUT            write the geometry, normal modes and intensities to OUT (Molden)
+      --displace-imaginary OUT
+                              not a minimum: write the geometry displaced along the lowest
+                              imaginary mode, to its lower side, to OUT (extended XYZ, as relax
+                              -o writes it), ready to relax again
+      --verify-threshold NU   a mode more imaginary than NU cm^-1 marks a saddle point (default 50)
+      --escape-step D         largest move of an atom for --displace-imaginary, Å (default 0.1)
       --temperature T         kelvin (default 298.15)
       --pressure P            Pa, or with a unit: 1bar, 1atm (default 101325 Pa = 1 atm)
       --symmetry-number N     rotational symmetry number (default: found from the geometry)
@@ -81,7 +89,7 @@ Options:
                               a free rotor's (default 100; 0: every mode harmonic)
       --tbrelax-symbols       only the first character of an element symbol counts
   -h, --help                  show this help
---molden takes one FILE only.
+--molden and --displace-imaginary take one FILE only.
 )"}},
     {"relax",
      {command::relax,
@@ -94,7 +102,9 @@ for sd) goes to standard error; the relaxed geometry is written as extended XYZ 
 on the comment line. A failure in one FILE does not stop the others.
 
 Options:
-      --method M        lbfgs (default): limited-memory BFGS with a line search;
+      --method M        plbfgs (default): L-BFGS grown from a model Hessian of the
+                        geometry (bond stretches, bends and torsions);
+                        lbfgs: limited-memory BFGS with a line search;
                         fire: damped dynamics, forces only;
                         sd: tbrelax's steepest descent (the same moves, blocks and stop test)
       --fmax F          stop when no free atom feels more than F eV/Å (default 0.01)
@@ -103,7 +113,7 @@ Options:
       --pull A,B,F      a constant force F (eV/Å, positive apart) along the axis of atoms
                         A and B; repeat for more pairs
       --no-verify       end where the optimiser converges, without checking that the end
-                        point is a minimum (by default lbfgs and fire estimate the lowest
+                        point is a minimum (by default the optimisers estimate the lowest
                         curvature there and leave saddle points along their mode)
       --verify-threshold NU
                         a mode more imaginary than NU cm^-1 marks a saddle point (default 50)
@@ -118,7 +128,7 @@ Options:
       --tbrelax-symbols only the first character of an element symbol counts
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix, --pull, --verify-threshold and
---escape-step need lbfgs or fire; sd never checks its end point.
+--escape-step need plbfgs, lbfgs or fire; sd never checks its end point.
 )"}},
     {"scan",
      {command::scan,
@@ -255,7 +265,14 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     };
   };
   optimiser_settings& opt = o.optimiser;
-  if (o.cmd == command::freq) valued["--molden"] = file_into(o.molden);
+  if (o.cmd == command::freq) {
+    valued["--molden"] = file_into(o.molden);
+    valued["--displace-imaginary"] = file_into(o.displace_imaginary);
+  }
+  if (o.cmd == command::freq || o.cmd == command::relax) {
+    valued["--verify-threshold"] = [&opt](const std::string& v) { return parse_positive(v, opt.check.threshold); };
+    valued["--escape-step"] = [&opt](const std::string& v) { return parse_positive(v, opt.check.escape_step); };
+  }
   if (o.cmd == command::scan) {
     valued["-o"] = valued["--output"] = file_into(o.output);
     valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.scan.stop.fmax); };
@@ -306,15 +323,13 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.method = v;
       if (v == "sd") return std::string();
       o.optimiser.method = v;
-      return make_step_strategy(v) ? "" : "unknown method '" + v + "' (lbfgs, fire or sd)";
+      return make_step_strategy(v) ? "" : "unknown method '" + v + "' (plbfgs, lbfgs, fire or sd)";
     };
     valued["--fmax"] = for_optimisers("--fmax", [&opt](const std::string& v) { return parse_positive(v, opt.stop.fmax); });
     valued["--max-steps"] =
         for_optimisers("--max-steps", [&opt](const std::string& v) { return parse_count(v, opt.stop.max_steps); });
-    valued["--verify-threshold"] = for_optimisers(
-        "--verify-threshold", [&opt](const std::string& v) { return parse_positive(v, opt.check.threshold); });
-    valued["--escape-step"] = for_optimisers(
-        "--escape-step", [&opt](const std::string& v) { return parse_positive(v, opt.check.escape_step); });
+    valued["--verify-threshold"] = for_optimisers("--verify-threshold", valued["--verify-threshold"]);
+    valued["--escape-step"] = for_optimisers("--escape-step", valued["--escape-step"]);
     valued["--fix"] =
         for_optimisers("--fix", [&opt](const std::string& v) { return parse_atom_list(v, opt.limits.fixed); });
     valued["--pull"] = for_optimisers("--pull", [&opt](const std::string& v) {
@@ -370,7 +385,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
         value = args[++k];
       }
       const bool file = name == "-o" || name == "--output" || name == "--trajectory" || name == "--molden" ||
-                        name == "--start" || name == "--end";
+                        name == "--displace-imaginary" || name == "--start" || name == "--end";
       if (value.empty()) return usage_error("option '" + name + "' needs " + (file ? "a file name" : "a value"), text.usage, hint);
       if (const std::string fault = option->second(value); !fault.empty())
         return usage_error(name + ": " + fault, text.usage, hint);
@@ -378,7 +393,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   }
 
   if (!optimiser_only.empty() && o.method == "sd")
-    return usage_error(optimiser_only + " needs --method lbfgs or fire", text.usage, hint);
+    return usage_error(optimiser_only + " needs --method plbfgs, lbfgs or fire", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
   if (o.cmd == command::scan) {
     if (o.scan.coordinates.empty()) return usage_error("no coordinate to scan: give --distance, --angle or --dihedral", text.usage, hint);
@@ -398,6 +413,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     return usage_error("--block needs --distributed", text.usage, hint);
   }
   if (o.files.size() > 1 && !o.molden.empty()) return usage_error("--molden takes one FILE only", text.usage, hint);
+  if (o.files.size() > 1 && !o.displace_imaginary.empty())
+    return usage_error("--displace-imaginary takes one FILE only", text.usage, hint);
   if (o.cmd != command::path && o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
     return usage_error("-o and --trajectory take one FILE only", text.usage, hint);
   return {std::move(o), "", 0};

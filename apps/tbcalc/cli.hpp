@@ -26,11 +26,13 @@ struct options {
   int block = default_distributed_block;               // --distributed: block size of the layout over the ranks
   bool writes_files = true;      // relax: false on the ranks of a distributed run but 0
   std::string molden;      // freq: Molden file to write ("" for none)
+  std::string displace_imaginary;  // freq: the geometry displaced along its lowest imaginary mode ("" for none)
   thermo_conditions thermo;  // freq: temperature, pressure, symmetry number, soft modes
   std::string output;      // relax: relaxed geometry ("" for the default beside the input)
   std::string trajectory;  // relax: frames at the start of every block or step ("" for none)
-  // relax: the method ("sd" for tbrelax's steepest descent), its stop criteria and constraints.
-  std::string method = "lbfgs";
+  // relax: the method ("sd" for tbrelax's steepest descent), its stop criteria and constraints;
+  // freq also takes the minimum check's threshold and escape step from it.
+  std::string method = "plbfgs";
   optimiser_settings optimiser;
   scan_settings scan;  // scan: the coordinates, their steps and each point's stop criteria
   saddle_settings saddle;  // ts, path --ts: the stop criteria of the saddle search

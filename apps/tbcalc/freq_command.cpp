@@ -6,11 +6,69 @@
 #include "batch.hpp"
 #include "commands.hpp"
 #include "common.hpp"
+#include "driver/evaluation.hpp"
 #include "driver/vibration_study.hpp"
 #include "io/molden.hpp"
+#include "io/text_file.hpp"
+#include "io/wri_crd.hpp"
+#include "io/xyz_trajectory.hpp"
+#include "optimize/objective.hpp"
 
 namespace tbrelax::tbcalc {
 namespace {
+
+// Whether the geometry is a minimum: the modes more imaginary than the threshold, and where
+// asked for, the geometry displaced along the lowest of them.
+struct saddle_report {
+  double threshold = 0;  // cm^-1
+  int modes = 0;         // below -threshold
+  std::string output;    // the displaced geometry's file, "" when none was written
+  double E = 0;          // its energy
+};
+
+saddle_report check_minimum(calculation& calc, const vibrational_analysis& v, const options& o) {
+  saddle_report s{o.optimiser.check.threshold, 0, "", 0};
+  for (double nu : v.frequencies) s.modes += nu < -s.threshold ? 1 : 0;
+  if (s.modes == 0 || o.displace_imaginary.empty()) return s;
+  // Along the lowest mode, the largest atom move being the escape step, to the lower side.
+  const std::vector<double>& mode = v.modes.front();
+  const double scale = o.optimiser.check.escape_step / largest_atom_norm(mode);
+  common_var best;
+  for (double sign : {1.0, -1.0}) {
+    common_var moved = calc.c;
+    for (int a = 0; a < moved.at_count; ++a) {
+      moved.x[a] += sign * scale * mode[3 * a];
+      moved.y[a] += sign * scale * mode[3 * a + 1];
+      moved.z[a] += sign * scale * mode[3 * a + 2];
+    }
+    const double E = evaluate_finite(moved, calc.model);
+    if (s.output.empty() || E < s.E) {
+      best = std::move(moved);
+      s.E = E;
+      s.output = o.displace_imaginary;
+    }
+  }
+  xyz_info info{{"energy", full_precision(s.E)},
+                {"binding_energy", full_precision(binding_energy_per_atom(s.E, best.at_count))}};
+  if (const std::string title = quoted_title(best); !title.empty()) info.emplace_back("title", title);
+  replace_file(s.output, xyz_frame(best, info));
+  return s;
+}
+
+void saddle_lines(std::ostream& out, const vibrational_analysis& v, const saddle_report& s, const options& o) {
+  char buffer[200];
+  if (s.modes > 0) {
+    std::snprintf(buffer, sizeof buffer, "Not a minimum: %d imaginary mode%s beyond -%.6g cm^-1 (lowest %.4f cm^-1)\n",
+                  s.modes, s.modes == 1 ? "" : "s", s.threshold, v.frequencies.front());
+    out << buffer;
+  }
+  if (!s.output.empty()) {
+    out << "Displaced along the lowest mode to " << s.output << " (E = " << energy_text(s.E) << " eV)\n";
+  } else if (!o.displace_imaginary.empty()) {
+    std::snprintf(buffer, sizeof buffer, "No imaginary mode beyond -%.6g cm^-1: nothing written to ", s.threshold);
+    out << buffer << o.displace_imaginary << '\n';
+  }
+}
 
 std::string shape_of(const common_var& c, const vibrational_analysis& v) {
   if (c.at_count == 1) return "a single atom";
@@ -61,7 +119,7 @@ void thermo_table(std::ostream& out, const thermochemistry& t) {
 }
 
 void human_report(std::ostream& out, const std::string& path, const common_var& c, const vibrational_analysis& v,
-                  const thermochemistry& t, const std::string& molden) {
+                  const thermochemistry& t, const std::string& molden, const saddle_report& saddle, const options& o) {
   out << header_line(path, c) << ", " << shape_of(c, v) << '\n';
   vibration_table(out, v);
   out << "Translations and rotations (cm^-1):\n";
@@ -73,6 +131,7 @@ void human_report(std::ostream& out, const std::string& path, const common_var& 
   }
   thermo_table(out, t);
   if (!molden.empty()) out << "Normal modes written to " << molden << '\n';
+  saddle_lines(out, v, saddle, o);
 }
 
 void json_term(json_writer& json, const char* name, const thermo_term& term) {
@@ -106,13 +165,20 @@ void json_thermo(json_writer& json, const thermochemistry& t) {
 }
 
 void json_report(json_writer& json, const std::string& path, const common_var& c, double E,
-                 const vibrational_analysis& v, const thermochemistry& t) {
+                 const vibrational_analysis& v, const thermochemistry& t, const saddle_report& saddle) {
   json_structure(json, path, c);
   json.key("energy").value(E);
   json.key("linear").value(v.linear);
   json.key("frequencies").numbers(v.frequencies);
   json.key("ir_intensities").numbers(v.intensities);
   json.key("rigid_modes").numbers(v.rigid_frequencies);
+  json.key("minimum").value(saddle.modes == 0);
+  json.key("imaginary_threshold").value(saddle.threshold);
+  json.key("imaginary_beyond_threshold").value(saddle.modes);
+  if (saddle.output.empty())
+    json.key("displaced_output").null();
+  else
+    json.key("displaced_output").value(saddle.output);
   json.key("zero_point_energy").value(v.zero_point_energy);
   json_thermo(json, t);
   json.key("normal_modes").begin_array();
@@ -139,10 +205,11 @@ int run_freq(const options& o, work_sharing& group, std::ostream& out, std::ostr
     if (!study) return;  // a rank that computed rows only
     const common_var& c = calc.c;
     if (!o.molden.empty()) write_molden(o.molden, c, study->modes);
+    const saddle_report saddle = check_minimum(calc, study->modes, o);
     if (o.json)
-      json_report(json, path, c, study->energy, study->modes, study->thermo);
+      json_report(json, path, c, study->energy, study->modes, study->thermo, saddle);
     else
-      human_report(text, path, c, study->modes, study->thermo, o.molden);
+      human_report(text, path, c, study->modes, study->thermo, o.molden, saddle, o);
   };
   const batch_layout layout{"\n", /*own_document=*/true};
   if (!shared_hessian) return run_batch(o, group, out, err, one_file, layout);

@@ -8,6 +8,7 @@
 // that other Python threads (and other evaluations) run meanwhile. A Ctrl-C stops a call on
 // the main thread at its next evaluation with KeyboardInterrupt.
 
+#include <cmath>
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
@@ -156,10 +157,11 @@ py::tuple relax_py(session_pool& pool, const std::vector<std::string>& symbols, 
   for (const auto& p : x.positions) flat.insert(flat.end(), p.begin(), p.end());
   const minimum_check_outcome& k = x.check;
   const py::object none = py::none();
+  const bool estimated = k.performed && std::isfinite(k.curvature);
   const py::tuple verified = py::make_tuple(k.performed ? py::object(py::bool_(k.verified)) : none,
-                                         k.performed ? py::object(py::float_(k.curvature)) : none,
-                                         k.performed ? py::object(py::float_(k.wavenumber)) : none, k.escapes,
-                                         k.evaluations);
+                                            estimated ? py::object(py::float_(k.curvature)) : none,
+                                            estimated ? py::object(py::float_(k.wavenumber)) : none, k.escapes,
+                                            k.evaluations);
   return py::make_tuple(to_array(flat, n, 3), x.energy, to_array(x.forces, n, 3), x.steps, x.evaluations,
                         x.converged, x.messages, verified);
 }

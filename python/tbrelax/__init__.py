@@ -43,7 +43,7 @@ MASSES: dict[str, float] = dict(_core.masses)
 DEBYE_PER_E_ANGSTROM: float = _core.debye_per_e_angstrom
 
 #: The optimisers of ``relax``.
-METHODS = ("lbfgs", "fire")
+METHODS = ("plbfgs", "lbfgs", "fire")
 
 # The sessions of the module's calls and of the ASE calculator.
 _SESSIONS = _core.Sessions()
@@ -97,7 +97,8 @@ class Relaxation(NamedTuple):
     converged: bool         #: the largest force on a free atom fell below fmax
     #: no curvature below -50 cm^-1 is left at the end point; None when not checked
     minimum_verified: bool | None = None
-    lowest_curvature: float | None = None   #: found by the check (eV / (angstrom^2 amu))
+    #: found by the check (eV / (angstrom^2 amu)); None when not checked or not estimated
+    lowest_curvature: float | None = None
     lowest_wavenumber: float | None = None  #: its wavenumber (cm^-1, negative: imaginary)
     escapes: int = 0                        #: saddle points left along their mode
     check_evaluations: int = 0              #: evaluations of the checks and escapes
@@ -197,13 +198,14 @@ def _atom_index(value, count: int, what: str) -> int:
     return int(value)
 
 
-def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", fmax: float = 0.01,
+def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "plbfgs", fmax: float = 0.01,
           fix: Sequence[int] = (), pull: Sequence[tuple[int, int, float]] = (),
           max_steps: int = 1000, verify: bool = True) -> Relaxation:
     """Relaxes a molecule to a minimum of its energy, entirely in compiled code.
 
-    ``method``: "lbfgs" (limited-memory BFGS with a line search that never lets the energy
-    rise) or "fire" (damped dynamics). The relaxation stops when no free atom feels more than
+    ``method``: "plbfgs" (L-BFGS grown from a model Hessian of the geometry: bond stretches,
+    bends and torsions), "lbfgs" (limited-memory BFGS with a line search that never lets the
+    energy rise) or "fire" (damped dynamics). The relaxation stops when no free atom feels more than
     ``fmax`` eV/angstrom, or after ``max_steps`` optimiser steps (``converged`` tells which).
     ``fix``: indices (from 0) of atoms that never move. ``pull``: pairs ``(a, b, F)`` (indices
     from 0) pushed apart by a constant force F eV/angstrom along their axis (negative pulls

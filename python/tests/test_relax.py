@@ -49,7 +49,7 @@ def test_fixed_atoms_stay_and_pulled_atoms_part():
 
 
 @pytest.mark.parametrize("options, fault", [
-    (dict(method="sd"), "method must be one of lbfgs, fire"),
+    (dict(method="sd"), "method must be one of plbfgs, lbfgs, fire"),
     (dict(fmax=0), "fmax must be a number above 0"),
     (dict(fmax=float("nan")), "fmax must be a number above 0"),
     (dict(max_steps=-1), "max_steps"),

@@ -30,9 +30,14 @@ class molecule_objective final : public objective {
   molecule_objective(common_var& c, const energy_model& model, constraints k);
   std::vector<double> positions() const;
   search_point evaluate(std::vector<double> x) override;
-  // The model's masses and the fixed coordinates; a molecule without fixed atoms also leaves
-  // out its translations and rotations, which pulling pairs (functions of distances) keep flat.
+  // The model's masses, the fixed coordinates and a model Hessian from the geometry; a molecule
+  // without fixed atoms also leaves out its translations and rotations, which pulling pairs
+  // (functions of distances) keep flat, and one with fixed atoms the rotations that leave them
+  // in place.
   curvature_space curvature_space_at(const search_point& at) override;
+  // The model Hessian plus a small multiple of the identity (which makes the rigid motions
+  // definite), fixed coordinates decoupled with a stiff diagonal so that no step moves them.
+  std::vector<double> preconditioner_at(const search_point& at) override;
   // Puts the point's coordinates and forces into the molecular state, for observers and output.
   void publish(const search_point& p);
 
@@ -40,6 +45,12 @@ class molecule_objective final : public objective {
   common_var& c_;
   const energy_model& model_;
   constraints k_;
+  std::vector<double> model_of(const search_point& at) const;
+  // With fixed atoms: the rotations that leave every fixed atom in place (mass-weighted,
+  // orthonormal), flat directions a curvature check leaves out.
+  std::vector<std::vector<double>> rotations_about_fixed_atoms(const search_point& at,
+                                                               const std::vector<double>& mass) const;
+
   std::vector<double> start_;       // the coordinates before the relaxation
   std::vector<bool> fixed_;         // per coordinate
 };

@@ -31,7 +31,8 @@ std::vector<double> hessian_vector_product::apply(std::vector<double> v) {
   std::vector<double> x(at_.x);
   for (std::size_t k = 0; k < x.size(); ++k) x[k] += t * d[k];
   const search_point moved = f_.evaluate(std::move(x));
-  for (std::size_t k = 0; k < Hv.size(); ++k) Hv[k] = -(moved.force[k] - at_.force[k]) / (t * std::sqrt(space_.mass[k]));
+  for (std::size_t k = 0; k < Hv.size(); ++k)
+    Hv[k] = -(moved.force[k] - at_.force[k]) / (t * std::sqrt(space_.mass[k]));
   project(Hv);
   return Hv;
 }

@@ -1,6 +1,8 @@
 // Limited-memory BFGS: the step is the inverse-Hessian estimate of the last few steps applied
 // to the forces, followed by a backtracking line search that accepts a point only when the
 // function has dropped (sufficient decrease), so the energy never rises by more than rounding.
+// Preconditioned, the estimate grows from the objective's model Hessian instead of a multiple
+// of the identity: soft torsions and stiff bonds get steps of their own size from the start.
 
 #include <algorithm>
 #include <cmath>
@@ -23,6 +25,52 @@ constexpr int max_trials = 8;                 // function evaluations of one lin
 // angstrom moves it by up to 1e-14 of its size, which is its rounding; this allows a hundred times that.
 constexpr double rounding = 1e-12;
 
+// The preconditioner is rebuilt once an atom has moved this far (angstrom) since it was built:
+// far enough to change which atoms the model's decaying terms bind.
+constexpr double rebuild_distance = 0.1;
+
+// The Cholesky factor L (lower, row-major) of a symmetric positive definite matrix, and
+// solutions of L L^T x = b. Empty when the matrix is not positive definite.
+class cholesky {
+ public:
+  cholesky() = default;
+  cholesky(std::vector<double> A, std::size_t n) : n_(n), L_(std::move(A)) {
+    for (std::size_t j = 0; j < n_; ++j) {
+      double d = L_[j * n_ + j];
+      for (std::size_t k = 0; k < j; ++k) d -= L_[j * n_ + k] * L_[j * n_ + k];
+      if (!(d > 0)) {
+        L_.clear();
+        return;
+      }
+      d = std::sqrt(d);
+      L_[j * n_ + j] = d;
+      for (std::size_t i = j + 1; i < n_; ++i) {
+        double s = L_[i * n_ + j];
+        const double* li = &L_[i * n_];
+        const double* lj = &L_[j * n_];
+        for (std::size_t k = 0; k < j; ++k) s -= li[k] * lj[k];
+        L_[i * n_ + j] = s / d;
+      }
+    }
+  }
+  bool usable() const { return !L_.empty(); }
+  std::vector<double> solve(std::vector<double> b) const {
+    for (std::size_t i = 0; i < n_; ++i) {
+      for (std::size_t k = 0; k < i; ++k) b[i] -= L_[i * n_ + k] * b[k];
+      b[i] /= L_[i * n_ + i];
+    }
+    for (std::size_t i = n_; i-- > 0;) {
+      for (std::size_t k = i + 1; k < n_; ++k) b[i] -= L_[k * n_ + i] * b[k];
+      b[i] /= L_[i * n_ + i];
+    }
+    return b;
+  }
+
+ private:
+  std::size_t n_ = 0;
+  std::vector<double> L_;
+};
+
 struct pair_memory {
   std::vector<double> s, y;  // step and change of the gradient
   double rho;                // 1 / (s . y)
@@ -30,7 +78,10 @@ struct pair_memory {
 
 class lbfgs final : public step_strategy {
  public:
+  explicit lbfgs(bool preconditioned) : preconditioned_(preconditioned) {}
+
   bool step(objective& f, search_point& p) override {
+    if (preconditioned_) refresh_preconditioner(f, p);
     for (;;) {
       const bool fresh = memory_.empty();
       std::vector<double> d = fresh ? steepest(p.force) : direction(p.force);
@@ -58,7 +109,19 @@ class lbfgs final : public step_strategy {
   }
 
  private:
-  static std::vector<double> steepest(const std::vector<double>& force) {
+  void refresh_preconditioner(objective& f, const search_point& p) {
+    if (!built_at_.empty()) {
+      std::vector<double> moved(p.x.size());
+      for (std::size_t k = 0; k < moved.size(); ++k) moved[k] = p.x[k] - built_at_[k];
+      if (largest_atom_norm(moved) < rebuild_distance) return;
+    }
+    built_at_ = p.x;
+    std::vector<double> model = f.preconditioner_at(p);
+    precondition_ = model.empty() ? cholesky() : cholesky(std::move(model), p.x.size());
+  }
+
+  std::vector<double> steepest(const std::vector<double>& force) const {
+    if (precondition_.usable()) return precondition_.solve(force);
     std::vector<double> d(force.size());
     for (std::size_t k = 0; k < d.size(); ++k) d[k] = force[k] / initial_curvature;
     return d;
@@ -75,9 +138,13 @@ class lbfgs final : public step_strategy {
       alpha[i] = m.rho * dot(m.s, q);
       for (std::size_t k = 0; k < q.size(); ++k) q[k] -= alpha[i] * m.y[k];
     }
-    const pair_memory& last = memory_.back();
-    const double gamma = 1.0 / (last.rho * dot(last.y, last.y));
-    for (double& v : q) v *= gamma;
+    if (precondition_.usable()) {
+      q = precondition_.solve(std::move(q));
+    } else {
+      const pair_memory& last = memory_.back();
+      const double gamma = 1.0 / (last.rho * dot(last.y, last.y));
+      for (double& v : q) v *= gamma;
+    }
     for (std::size_t i = 0; i < memory_.size(); ++i) {
       const pair_memory& m = memory_[i];
       const double beta = m.rho * dot(m.y, q);
@@ -121,10 +188,14 @@ class lbfgs final : public step_strategy {
   }
 
   std::deque<pair_memory> memory_;
+  bool preconditioned_;
+  cholesky precondition_;
+  std::vector<double> built_at_;  // where the preconditioner was built
 };
 
 }  // namespace
 
-std::unique_ptr<step_strategy> make_lbfgs() { return std::make_unique<lbfgs>(); }
+std::unique_ptr<step_strategy> make_lbfgs() { return std::make_unique<lbfgs>(false); }
+std::unique_ptr<step_strategy> make_preconditioned_lbfgs() { return std::make_unique<lbfgs>(true); }
 
 }  // namespace tbrelax

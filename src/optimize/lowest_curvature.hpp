@@ -1,8 +1,9 @@
 #pragma once
-// The lowest curvature of an objective at a point from Hessian-vector products alone: a
-// Davidson iteration (without preconditioner, the Krylov space of Lanczos built explicitly,
-// which keeps it stable when the products carry noise) that stops as soon as the sign of the
-// lowest curvature against a threshold is settled.
+// The lowest curvature of an objective at a point from Hessian-vector products: a Davidson
+// iteration, preconditioned by the objective's model Hessian where it has one (the Krylov
+// space of Lanczos otherwise), with every product kept and the projected matrix rebuilt each
+// step, which keeps it stable when the products carry noise. It stops as soon as the sign of
+// the lowest curvature against a threshold is settled.
 
 #include <vector>
 
@@ -19,8 +20,9 @@ struct curvature_estimate {
   bool settled = false;      // the lowest curvature is known to lie below or above the threshold
 };
 
-// Starts from the subspace of `guesses` (mass-weighted; the projected, independent ones are
-// kept) and adds the residual of the lowest Ritz pair until the Ritz value drops below
+// Starts from the model's softest mode and `guesses` (mass-weighted; the projected, independent
+// ones are kept, turned towards the model's soft modes) and adds the corrected residual of the
+// lowest Ritz pair until the Ritz value drops below
 // `threshold` (a negative curvature: settled), the lower bound from the residual and the gap
 // to the next Ritz value lies above it (settled), the space is exhausted (settled) or
 // `max_products` products are spent (not settled).

@@ -5,8 +5,10 @@
 namespace tbrelax {
 
 curvature_space objective::curvature_space_at(const search_point& at) {
-  return {std::vector<double>(at.x.size(), 1.0), std::vector<bool>(at.x.size(), false), {}};
+  return {std::vector<double>(at.x.size(), 1.0), std::vector<bool>(at.x.size(), false), {}, {}};
 }
+
+std::vector<double> objective::preconditioner_at(const search_point&) { return {}; }
 
 double dot(std::span<const double> a, std::span<const double> b) {
   double s = 0;

@@ -16,6 +16,9 @@ struct curvature_space {
   std::vector<double> mass;                 // per coordinate (amu); all 1 for unweighted coordinates
   std::vector<bool> frozen;                 // per coordinate: may not move
   std::vector<std::vector<double>> rigid;   // orthonormal mass-weighted directions left out
+  // A model of the Cartesian Hessian (row-major, eV/angstrom^2 for a molecule) that tells soft
+  // directions from stiff ones; empty when the objective has none.
+  std::vector<double> model;
 };
 
 struct search_point {
@@ -35,6 +38,9 @@ class objective {
   // The space of curvature checks at `at`: by default unit masses, every coordinate free,
   // nothing projected out.
   virtual curvature_space curvature_space_at(const search_point& at);
+  // A model of the Hessian at `at` (row-major, positive definite) to precondition a step
+  // with; empty, the default, where the objective has none.
+  virtual std::vector<double> preconditioner_at(const search_point& at);
 
  protected:
   std::int64_t evaluations_ = 0;

@@ -14,7 +14,7 @@
 namespace tbrelax {
 
 struct optimiser_settings {
-  std::string method = "lbfgs";  // a name of step_strategy_names()
+  std::string method = "plbfgs";  // a name of step_strategy_names()
   stop_criteria stop;
   constraints limits;
   minimum_check_settings check;  // after convergence: is the end point a minimum?

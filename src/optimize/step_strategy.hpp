@@ -25,12 +25,14 @@ class step_strategy {
   virtual bool step(objective& f, search_point& current) = 0;
 };
 
-// "lbfgs" or "fire"; null for another name.
+// "lbfgs", "plbfgs" or "fire"; null for another name.
 std::unique_ptr<step_strategy> make_step_strategy(std::string_view name);
 // The names make_step_strategy accepts.
 const std::vector<std::string>& step_strategy_names();
 
 std::unique_ptr<step_strategy> make_lbfgs();
 std::unique_ptr<step_strategy> make_fire();
+// L-BFGS grown from the objective's model Hessian (plain L-BFGS where it has none).
+std::unique_ptr<step_strategy> make_preconditioned_lbfgs();
 
 }  // namespace tbrelax

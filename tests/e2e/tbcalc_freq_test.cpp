@@ -139,5 +139,28 @@ TEST(TbcalcFreq, ThermochemistryFollowsItsConditions) {
   EXPECT_GT(json_number(hot.r.out, "enthalpy"), H + 4 * k * 200);  // at least the 4 k dT of gas and rotor
 }
 
+// Ozone's symmetric saddle point, where the optimiser alone stops: freq says it is not a
+// minimum and writes the geometry displaced to the lower side of its imaginary mode, from which
+// a relaxation finds the minimum; a minimum gets no such file.
+TEST(TbcalcFreq, SaddlePointIsFlaggedAndDisplacedAlongItsImaginaryMode) {
+  temp_dir dir;
+  write_text(dir / "o3.xyz", "3\nozone\nO 0 0 0\nO 1.08 0.66 0\nO -1.08 0.66 0\n");
+  ASSERT_EQ(tbcalc({"relax", "--no-verify", "-o", "saddle.xyz", "o3.xyz"}, dir.path()).status, 0);
+  const auto text = tbcalc({"freq", "--displace-imaginary", "away.xyz", "saddle.xyz"}, dir.path());
+  ASSERT_EQ(text.status, 0) << text.err;
+  EXPECT_NE(text.out.find("\nNot a minimum: 1 imaginary mode beyond -50 cm^-1 (lowest -12"), std::string::npos);
+  EXPECT_NE(text.out.find("\nDisplaced along the lowest mode to away.xyz (E = "), std::string::npos);
+  const auto json = tbcalc({"freq", "--json", "away.xyz"}, dir.path());
+  EXPECT_LT(json_number(json.out, "energy"), -7.64);  // below the saddle point
+  const auto relaxed = tbcalc({"relax", "--json", "--no-verify", "away.xyz"}, dir.path());
+  EXPECT_LT(json_number(relaxed.out, "energy"), -16.9);
+
+  const auto minimum = tbcalc({"freq", "--json", "--displace-imaginary", "none.xyz", "away.relaxed.xyz"}, dir.path());
+  EXPECT_NE(minimum.out.find("\"minimum\": true,\n  \"imaginary_threshold\": 50,\n"
+                             "  \"imaginary_beyond_threshold\": 0,\n  \"displaced_output\": null,"),
+            std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists(dir / "none.xyz"));
+}
+
 }  // namespace
 }  // namespace tbrelax

@@ -146,7 +146,7 @@ TEST(TbcalcRelax, FaultyOptionsStopBeforeAnyEvaluation) {
     int status;
   };
   for (const fault& f : std::vector<fault>{
-           {{"--method", "bfgs"}, "tbcalc: --method: unknown method 'bfgs' (lbfgs, fire or sd)", 64},
+           {{"--method", "bfgs"}, "tbcalc: --method: unknown method 'bfgs' (plbfgs, lbfgs, fire or sd)", 64},
            {{"--fmax", "0"}, "tbcalc: --fmax: a number above 0 is needed, not '0'", 64},
            {{"--fmax=-1e-3"}, "tbcalc: --fmax: a number above 0 is needed, not '-1e-3'", 64},
            {{"--max-steps", "2.5"}, "tbcalc: --max-steps: a whole number of at least 0 is needed, not '2.5'", 64},
@@ -155,12 +155,12 @@ TEST(TbcalcRelax, FaultyOptionsStopBeforeAnyEvaluation) {
            {{"--pull", "1,2,nan"}, "tbcalc: --pull: the pulling force must be a finite number, not 'nan'", 64},
            {{"--pull", "1,2"}, "tbcalc: --pull: A,B,F is needed (two atoms counted from 1 and a force in eV/Å), not '1,2'", 64},
            {{"--pull", "2,2,1"}, "tbcalc: --pull: a pulling pair needs two different atoms, not 2 twice", 64},
-           {{"--method", "sd", "--fix", "1"}, "tbcalc: --fix needs --method lbfgs or fire", 64},
+           {{"--method", "sd", "--fix", "1"}, "tbcalc: --fix needs --method plbfgs, lbfgs or fire", 64},
            {{"--verify-threshold", "-50"}, "tbcalc: --verify-threshold: a number above 0 is needed, not '-50'", 64},
            {{"--verify-threshold=inf"}, "tbcalc: --verify-threshold: a number above 0 is needed, not 'inf'", 64},
            {{"--escape-step", "nan"}, "tbcalc: --escape-step: a number above 0 is needed, not 'nan'", 64},
            {{"--escape-step", "0"}, "tbcalc: --escape-step: a number above 0 is needed, not '0'", 64},
-           {{"--method", "sd", "--escape-step", "0.1"}, "tbcalc: --escape-step needs --method lbfgs or fire", 64},
+           {{"--method", "sd", "--escape-step", "0.1"}, "tbcalc: --escape-step needs --method plbfgs, lbfgs or fire", 64},
            {{"--fix", "1,4"}, "tbcalc: w.xyz: error: fixed atom 4 does not exist (the molecule has 3 atoms)", 64},
            {{"--pull", "1,9,0.5"}, "tbcalc: w.xyz: error: pulled atom 9 does not exist (the molecule has 3 atoms)", 64},
            {{"--fix", "1-3"}, "tbcalc: w.xyz: error: every atom is fixed: nothing can move", 64},

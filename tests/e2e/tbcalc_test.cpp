@@ -184,7 +184,8 @@ TEST(TbcalcCommandLine, HelpAndVersionGoToStandardOutput) {
   EXPECT_EQ(help.err, "");
   const auto freq = tbcalc({"freq", "--help"}, dir.path());
   EXPECT_EQ(freq.status, 0);
-  EXPECT_TRUE(freq.out.starts_with("Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE...\n"));
+  EXPECT_TRUE(freq.out.starts_with(
+      "Usage: tbcalc freq [--json] [--molden OUT] [--displace-imaginary OUT] [THERMO OPTIONS] FILE...\n"));
   // Help wins over what else the line holds, even a file that does not exist.
   EXPECT_EQ(tbcalc({"relax", "nothere.xyz", "-h"}, dir.path()).status, 0);
   const auto version = tbcalc({"--version"}, dir.path());
@@ -212,6 +213,12 @@ TEST(TbcalcCommandLine, UsageErrorsEndWithStatus64) {
            {{"energy", "--molden", "m", "w.xyz"}, "tbcalc: unknown option '--molden'"},
            {{"freq", "--molden", "m", "w.xyz", "w.xyz"}, "tbcalc: --molden takes one FILE only"},
            {{"freq", "w.xyz", "--molden"}, "tbcalc: option '--molden' needs a file name"},
+           {{"freq", "--displace-imaginary", "d.xyz", "w.xyz", "w.xyz"},
+            "tbcalc: --displace-imaginary takes one FILE only"},
+           {{"freq", "--verify-threshold", "-50", "w.xyz"},
+            "tbcalc: --verify-threshold: a number above 0 is needed, not '-50'"},
+           {{"freq", "--escape-step=inf", "w.xyz"}, "tbcalc: --escape-step: a number above 0 is needed, not 'inf'"},
+           {{"energy", "--no-verify", "w.xyz"}, "tbcalc: unknown option '--no-verify'"},
            {{"relax", "-o", "r.xyz", "w.xyz", "w.xyz"}, "tbcalc: -o and --trajectory take one FILE only"},
            {{"freq", "--temperature", "-5", "w.xyz"}, "tbcalc: --temperature needs a positive number of kelvin, not '-5'"},
            {{"freq", "--pressure=2psi", "w.xyz"},

@@ -37,7 +37,7 @@ TEST(MoleculeRelaxation, OptimisersEndAtSteepestDescentsMinimumInAFractionOfItsE
     silent_observer quiet;
     const relaxation_result descent = relax(sd, m.drv, m.model, quiet);
     const double E_sd = evaluate_finite(sd, m.model);
-    for (const std::string method : {"lbfgs", "fire"}) {
+    for (const std::string method : {"lbfgs", "plbfgs", "fire"}) {
       const relaxed_run run = optimise(atoms, method);
       EXPECT_EQ(run.r.reason, stop_reason::converged) << method;
       EXPECT_LT(find_largest_force(run.c).magnitude, 0.01);
@@ -53,7 +53,7 @@ TEST(MoleculeRelaxation, OptimisersEndAtSteepestDescentsMinimumInAFractionOfItsE
 TEST(MoleculeRelaxation, FixedAtomsKeepEveryBit) {
   auto atoms = testing::benzene_atoms();
   for (auto& a : atoms) a.r[2] += 0.02 * a.r[0];  // tilt the ring out of its plane
-  for (const std::string method : {"lbfgs", "fire"}) {
+  for (const std::string method : {"lbfgs", "plbfgs", "fire"}) {
     const relaxed_run run = optimise(atoms, method, {{0, 4, 7}, {}});
     EXPECT_EQ(run.r.reason, stop_reason::converged);
     for (int a : {0, 4, 7}) {
