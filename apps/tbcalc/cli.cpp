@@ -6,6 +6,7 @@
 #include "freq_options.hpp"
 #include "parallel/distributed_evaluation.hpp"
 #include "relax_options.hpp"
+#include "scan_options.hpp"
 
 namespace tbrelax::tbcalc {
 namespace {
@@ -20,6 +21,10 @@ Commands:
   energy FILE...  energy, binding energy, frontier orbitals, forces, charges and dipole
   freq FILE...    vibrational frequencies, IR intensities and thermochemistry
   relax FILE...   relaxation by L-BFGS, FIRE or tbrelax's steepest descent
+  scan FILE       relaxed scan of distances, bond angles or dihedral angles held exactly
+  ts FILE         transition state (first-order saddle point) from a guess, checked by its modes
+  path START END  minimum-energy path by a nudged elastic band with a climbing image
+  irc FILE        reaction coordinate from a transition state down to both minima
 
 Options:
   -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
@@ -125,6 +130,104 @@ Options:
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix, --pull, --verify-threshold and
 --escape-step need plbfgs, lbfgs or fire; sd never checks its end point.
 )"}},
+    {"scan",
+     {command::scan,
+      "Usage: tbcalc scan [--json] (--distance A,B,FROM,TO,STEPS | --angle A,B,C,FROM,TO,STEPS |\n"
+      "                   --dihedral A,B,C,D,FROM,TO,STEPS)... [--fmax F] [--max-steps N] [-o OUT] FILE\n",
+      R"(
+A relaxed scan of the molecule in FILE: the coordinate is set to STEPS + 1 evenly spaced
+values from FROM to TO, and at each one it is held exactly while every other degree of
+freedom relaxes by L-BFGS, starting from the point before. Several coordinates are stepped
+together (a concerted scan) and take the same STEPS. One progress line per point goes to
+standard error; the table gives each point's value, energy, largest residual force and the
+constraint force dE/dq, the force the constraint supplies (for a distance: the tension the
+bond carries, positive when it is stretched).
+
+Options:
+      --distance A,B,FROM,TO,STEPS      the distance of atoms A and B (counted from 1), Å
+      --angle A,B,C,FROM,TO,STEPS       the bond angle A-B-C at B, degrees (1 to 179)
+      --dihedral A,B,C,D,FROM,TO,STEPS  the dihedral angle A-B-C-D, degrees (any real values:
+                                        0,360,12 turns once round)
+      --fmax F          each point is relaxed until no atom feels more than F eV/Å besides the
+                        constraint force (default 0.01)
+      --max-steps N     L-BFGS steps per point at most (default 1000)
+  -o, --output OUT      the relaxed points as multi-frame extended XYZ (default: FILE's stem +
+                        .scan.xyz beside it)
+      --json            print the results as one JSON document
+      --tbrelax-symbols only the first character of an element symbol counts
+  -h, --help            show this help
+)"}},
+    {"ts",
+     {command::ts, "Usage: tbcalc ts [--json] [--fmax F] [--max-steps N] [-o OUT] FILE\n", R"(
+Converges the guess in FILE to a first-order saddle point (a transition state) by partitioned
+rational-function optimisation (P-RFO): a Hessian by finite differences of the forces at the
+start, updated by Bofill's formula after every step; each step goes uphill along the lowest
+mode (later: the mode most like the one followed before) and downhill along all others. The
+end point is then checked by its vibrations, as tbcalc freq computes them: a transition state
+has exactly one imaginary mode (more imaginary than 50 cm^-1), reported with its wavenumber;
+otherwise the report says what was found.
+
+Options:
+      --fmax F          converged when no atom feels more than F eV/Å and the Hessian has one
+                        negative curvature (default 0.001)
+      --max-steps N     P-RFO steps at most (default 100)
+  -o, --output OUT      the saddle point as extended XYZ (default: FILE's stem + .ts.xyz)
+      --json            print the results as one JSON document (with the transition mode)
+      --tbrelax-symbols only the first character of an element symbol counts
+  -h, --help            show this help
+)"}},
+    {"path",
+     {command::path,
+      "Usage: tbcalc path [--json] [--images N] [--spring K] [--fmax F] [--max-iterations N]\n"
+      "                   [--climb-from F | --no-climb] [--threads T] [--ts] [-o OUT] START END\n",
+      R"(
+The minimum-energy path from START to END (the same atoms in the same order; relax both
+first) by a nudged elastic band: N images interpolated by the image-dependent pair potential
+(IDPP), END turned onto START, the improved tangent, springs along the path, and once the band
+has settled (every band force below 1 eV/Å) the highest image climbs to the saddle point.
+The whole band moves by one L-BFGS; the images of a step are evaluated at once on threads.
+The table gives each image's place along the path, its energy and its band force; the barrier
+is the climbing image's energy above each end. With --ts the climbing image is then converged
+by P-RFO, as tbcalc ts does.
+
+Options:
+      --images N          moving images between the ends (default 7)
+      --spring K          spring constant between neighbouring images, eV/Å² (default 5)
+      --fmax F            stop when no atom of an image feels more than F eV/Å of band
+                          force, the climbing image's included (default 0.05)
+      --max-iterations N  band steps at most (default 500)
+      --climb-from F      the highest image starts climbing once no band force is above
+                          F eV/Å (default 1)
+      --no-climb          no climbing image
+      --threads T         images evaluated at once (default: as many as the cores, up to N)
+      --ts                converge the climbing image to a saddle point by P-RFO
+  -o, --output OUT        the band, START to END, as multi-frame extended XYZ (default:
+                          START's stem + .path.xyz beside it)
+      --json              print the results as one JSON document
+      --tbrelax-symbols   only the first character of an element symbol counts
+  -h, --help              show this help
+)"}},
+    {"irc",
+     {command::irc,
+      "Usage: tbcalc irc [--json] [--start S] [--end E] [--step H] [--max-steps N] [-o OUT] FILE\n", R"(
+Follows the intrinsic reaction coordinate from the transition state in FILE down to the minimum
+on each side: the steepest-descent path in mass-weighted coordinates, leaving the saddle point
+along its imaginary mode (found from the vibrations, as tbcalc freq computes them) and followed
+by Heun's second-order predictor-corrector; where the path levels out (no force above
+0.05 eV/Å) or rises, L-BFGS relaxes the end to its minimum (fmax 0.001 eV/Å). With --start and --end the report
+says whether each end is one of those structures (RMSD after alignment below 0.05 Å).
+
+Options:
+      --start S, --end E  the minima the ends should match (same atoms in the same order)
+      --step H            step along the path, amu^1/2 Å (default 0.1)
+      --max-steps N       path steps per side at most before the end is relaxed (default 300)
+  -o, --output OUT        one minimum, the path up to the saddle point and down to the other
+                          minimum, as multi-frame extended XYZ with the signed path length
+                          (default: FILE's stem + .irc.xyz)
+      --json              print the results as one JSON document
+      --tbrelax-symbols   only the first character of an element symbol counts
+  -h, --help              show this help
+)"}},
 };
 
 parsed usage_error(const std::string& fault, const std::string& usage, const std::string& help_hint) {
@@ -166,11 +269,49 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     valued["--molden"] = file_into(o.molden);
     valued["--displace-imaginary"] = file_into(o.displace_imaginary);
   }
-  if (o.cmd != command::energy) {
+  if (o.cmd == command::freq || o.cmd == command::relax) {
     valued["--verify-threshold"] = [&opt](const std::string& v) { return parse_positive(v, opt.check.threshold); };
     valued["--escape-step"] = [&opt](const std::string& v) { return parse_positive(v, opt.check.escape_step); };
   }
-  if (o.cmd != command::freq)
+  if (o.cmd == command::scan) {
+    valued["-o"] = valued["--output"] = file_into(o.output);
+    valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.scan.stop.fmax); };
+    valued["--max-steps"] = [&o](const std::string& v) { return parse_count(v, o.scan.stop.max_steps); };
+    const std::pair<const char*, coordinate_kind> kinds[] = {
+        {"--distance", coordinate_kind::distance}, {"--angle", coordinate_kind::angle}, {"--dihedral", coordinate_kind::dihedral}};
+    for (const auto& named : kinds) {
+      const coordinate_kind kind = named.second;
+      valued[named.first] = [&o, kind](const std::string& v) { return parse_scan_coordinate(kind, v, o.scan); };
+    }
+  }
+  if (o.cmd == command::ts) {
+    valued["-o"] = valued["--output"] = file_into(o.output);
+    valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.saddle.fmax); };
+    valued["--max-steps"] = [&o](const std::string& v) { return parse_count(v, o.saddle.max_steps); };
+  }
+  if (o.cmd == command::irc) {
+    valued["-o"] = valued["--output"] = file_into(o.output);
+    valued["--start"] = file_into(o.irc_start);
+    valued["--end"] = file_into(o.irc_end);
+    valued["--step"] = [&o](const std::string& v) { return parse_positive(v, o.irc.step); };
+    valued["--max-steps"] = [&o](const std::string& v) { return parse_count(v, o.irc.max_steps); };
+  }
+  if (o.cmd == command::path) {
+    valued["-o"] = valued["--output"] = file_into(o.output);
+    valued["--images"] = [&o](const std::string& v) {
+      const std::string fault = parse_count(v, o.band_images);
+      return fault.empty() && o.band_images < 1 ? "a band needs at least 1 image, not '" + v + "'" : fault;
+    };
+    valued["--spring"] = [&o](const std::string& v) { return parse_positive(v, o.band.spring); };
+    valued["--climb-from"] = [&o](const std::string& v) { return parse_positive(v, o.band.climb_from); };
+    valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.band.fmax); };
+    valued["--max-iterations"] = [&o](const std::string& v) { return parse_count(v, o.band.max_iterations); };
+    valued["--threads"] = [&o](const std::string& v) {
+      const std::string fault = parse_count(v, o.band.threads);
+      return fault.empty() && o.band.threads < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
+    };
+  }
+  if (o.cmd == command::energy || o.cmd == command::relax)
     valued["--block"] = [&o](const std::string& v) {
       const std::string fault = parse_count(v, o.block);
       return fault.empty() && o.block < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
@@ -216,6 +357,10 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.tbrelax_symbols = true;
     } else if (word == "--no-verify" && o.cmd == command::relax) {
       o.optimiser.check.enabled = false;
+    } else if (word == "--no-climb" && o.cmd == command::path) {
+      o.band.climb = false;
+    } else if (word == "--ts" && o.cmd == command::path) {
+      o.band_ts = true;
     } else if (word == "--distributed") {
       o.distributed = true;
     } else if (const std::string number = word.substr(0, word.find('='));
@@ -240,7 +385,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
         value = args[++k];
       }
       const bool file = name == "-o" || name == "--output" || name == "--trajectory" || name == "--molden" ||
-                        name == "--displace-imaginary";
+                        name == "--displace-imaginary" || name == "--start" || name == "--end";
       if (value.empty()) return usage_error("option '" + name + "' needs " + (file ? "a file name" : "a value"), text.usage, hint);
       if (const std::string fault = option->second(value); !fault.empty())
         return usage_error(name + ": " + fault, text.usage, hint);
@@ -250,8 +395,17 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   if (!optimiser_only.empty() && o.method == "sd")
     return usage_error(optimiser_only + " needs --method plbfgs, lbfgs or fire", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
+  if (o.cmd == command::scan) {
+    if (o.scan.coordinates.empty()) return usage_error("no coordinate to scan: give --distance, --angle or --dihedral", text.usage, hint);
+    if (o.files.size() > 1) return usage_error("scan takes one FILE only", text.usage, hint);
+  }
+  if ((o.cmd == command::ts || o.cmd == command::irc) && o.files.size() > 1)
+    return usage_error(std::string(o.cmd == command::ts ? "ts" : "irc") + " takes one FILE only", text.usage, hint);
+  if (o.cmd == command::path && o.files.size() != 2) return usage_error("path takes two files, START and END", text.usage, hint);
+  if (o.band_ts && !o.band.climb) return usage_error("--ts needs the climbing image (leave out --no-climb)", text.usage, hint);
   if (o.distributed) {
-    if (o.cmd == command::freq) return usage_error("--distributed works with energy and relax only", text.usage, hint);
+    if (o.cmd != command::energy && o.cmd != command::relax)
+      return usage_error("--distributed works with energy and relax only", text.usage, hint);
     if (!distributed_step_built())
       return usage_error("--distributed needs a build with ELPA (TBRELAX_ELPA=ON)", text.usage, hint);
     if (o.files.size() > 1) return usage_error("--distributed takes one FILE only", text.usage, hint);
@@ -261,7 +415,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   if (o.files.size() > 1 && !o.molden.empty()) return usage_error("--molden takes one FILE only", text.usage, hint);
   if (o.files.size() > 1 && !o.displace_imaginary.empty())
     return usage_error("--displace-imaginary takes one FILE only", text.usage, hint);
-  if (o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
+  if (o.cmd != command::path && o.files.size() > 1 && (!o.output.empty() || !o.trajectory.empty()))
     return usage_error("-o and --trajectory take one FILE only", text.usage, hint);
   return {std::move(o), "", 0};
 }

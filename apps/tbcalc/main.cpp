@@ -70,6 +70,10 @@ int main(int argc, char** argv) {
       case command::energy: return run_energy(run, *group, out, warnings);
       case command::freq: return run_freq(run, *group, out, warnings);
       case command::relax: return run_relax(run, *group, out, warnings);
+      case command::scan: return run_scan(run, *group, out, warnings);
+      case command::ts: return run_ts(run, *group, out, warnings);
+      case command::path: return run_path(run, *group, out, warnings);
+      case command::irc: return run_irc(run, *group, out, warnings);
     }
     return 70;
   } catch (...) {

@@ -20,6 +20,7 @@
 
 #include "keyboard_interrupt.hpp"
 #include "model_calls.hpp"
+#include "path_bindings.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
 #include "tb/charges.hpp"
@@ -213,8 +214,9 @@ PYBIND11_MODULE(_core, m) {
   m.doc() = "Compiled core of tbrelax: the tight-binding energy model of H, C, N, O molecules.";
   py::register_exception_translator(translate_faults);
 
-  py::class_<session_pool>(m, "Sessions", "Model sessions kept between calls; safe to share between threads.")
-      .def(py::init<>())
+  py::class_<session_pool> sessions(m, "Sessions", "Model sessions kept between calls; safe to share between threads.");
+  bind_path_calls(sessions);
+  sessions.def(py::init<>())
       .def("evaluate", &evaluate_py, py::arg("symbols"), py::arg("positions"),
            "(energy eV, forces n x 3 eV/angstrom, orbital energies eV, model messages, Mulliken charges e, dipole D)")
       .def("hessian", &hessian_py, py::arg("symbols"), py::arg("positions"),

@@ -32,6 +32,7 @@ __all__ = [
     "evaluate", "hessian", "vibrations", "thermochemistry", "relax", "read_xyz", "Evaluation", "Vibrations",
     "Thermochemistry", "Relaxation", "Structure", "MASSES", "METHODS", "DEBYE_PER_E_ANGSTROM",
     "Error", "FileError", "InputRejected", "NumericalError", "OutOfMemory", "TBRelaxWarning",
+    "scan", "path", "ts", "irc", "Scan", "Band", "SaddlePoint", "ReactionPath",
 ]
 
 #: The version of the model and the programs built with this package.
@@ -269,3 +270,6 @@ def read_xyz(path: str | os.PathLike, tbrelax_symbols: bool = False) -> Structur
         warnings.warn(f"{path}: skipped {len(skipped)} atom line(s) with an element other than "
                       f"H, C, N, O: {', '.join(skipped)}", TBRelaxWarning, stacklevel=2)
     return Structure(symbols, positions, title)
+
+
+from .paths import Band, ReactionPath, SaddlePoint, Scan, irc, path, scan, ts  # noqa: E402
