@@ -7,6 +7,7 @@
 namespace tbrelax {
 namespace {
 
+using testing::expect_refusals;
 using testing::json_number;
 using testing::json_numbers;
 using testing::tbcalc;
@@ -38,25 +39,13 @@ TEST(TbcalcPath, RefusesEndsThatCannotBeJoined) {
   write_text(dir / "hcn.xyz", "3\nhcn\nH -1.07 0 0\nC 0 0 0\nN 1.16 0 0\n");
   write_text(dir / "cnh.xyz", "3\ncnh\nC 0 0 0\nN 1.17 0 0\nH 2.15 0 0\n");
   write_text(dir / "h2o.xyz", "3\nwater\nO 0 0 0.117\nH 0 0.757 -0.467\nH 0 -0.757 -0.467\n");
-  struct bad {
-    std::vector<std::string> args;
-    int status;
-    std::string message;
-  };
-  const bad cases[] = {
+  expect_refusals("path", {
       {{"hcn.xyz", "h2o.xyz"}, 1, "h2o.xyz: error: the ends have different compositions (CHN and H2O)"},
       {{"hcn.xyz", "cnh.xyz"}, 1, "atom 1 is H at the start but C at the end: list the atoms of both ends in the same order"},
       {{"--images", "0", "hcn.xyz", "hcn.xyz"}, 64, "--images: a band needs at least 1 image, not '0'"},
       {{"hcn.xyz"}, 64, "path takes two files, START and END"},
       {{"--ts", "--no-climb", "hcn.xyz", "hcn.xyz"}, 64, "--ts needs the climbing image"},
-  };
-  for (const bad& b : cases) {
-    std::vector<std::string> args = {"path"};
-    args.insert(args.end(), b.args.begin(), b.args.end());
-    const auto r = tbcalc(args, dir.path());
-    EXPECT_EQ(r.status, b.status) << b.message;
-    EXPECT_NE(r.err.find(b.message), std::string::npos) << r.err;
-  }
+  }, dir.path());
 }
 
 }  // namespace

@@ -49,12 +49,7 @@ TEST(TbcalcScan, RefusesCoordinatesTheMoleculeCannotTake) {
   write_text(dir / "hcn.xyz", "3\nlinear\nH 0 0 -1.07\nC 0 0 0\nN 0 0 1.16\n");
   write_text(dir / "c2h2.xyz", "4\nlinear\nH 0 0 -1.67\nC 0 0 -0.6\nC 0 0 0.6\nH 0 0 1.67\n");
   std::filesystem::copy_file(ethane, dir / "ethane.xyz");
-  struct bad {
-    std::vector<std::string> args;
-    int status;
-    std::string message;
-  };
-  const bad cases[] = {
+  expect_refusals("scan", {
       {{"--distance", "1,9,1.5,2,2", "ethane.xyz"}, 64, "atom 9 of d(1,9) does not exist (the molecule has 8 atoms)"},
       {{"--distance", "2,2,1.5,2,2", "ethane.xyz"}, 64, "atom 2 appears twice"},
       {{"--distance", "1,2,1.5,2", "ethane.xyz"}, 64, "A,B,FROM,TO,STEPS (atoms from 1, angstrom) is needed"},
@@ -64,14 +59,7 @@ TEST(TbcalcScan, RefusesCoordinatesTheMoleculeCannotTake) {
       {{"ethane.xyz"}, 64, "no coordinate to scan"},
       {{"--angle", "1,2,3,170,160,2", "hcn.xyz"}, 1, "the atoms of a(1,2,3) lie in a line"},
       {{"--dihedral", "1,2,3,4,0,90,3", "c2h2.xyz"}, 1, "the atoms of t(1,2,3,4) lie in a line"},
-  };
-  for (const bad& b : cases) {
-    std::vector<std::string> args = {"scan"};
-    args.insert(args.end(), b.args.begin(), b.args.end());
-    const auto r = tbcalc(args, dir.path());
-    EXPECT_EQ(r.status, b.status) << b.message;
-    EXPECT_NE(r.err.find(b.message), std::string::npos) << r.err;
-  }
+  }, dir.path());
 }
 
 }  // namespace

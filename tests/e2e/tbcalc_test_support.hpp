@@ -1,6 +1,8 @@
 #pragma once
 // Running tbcalc in a temporary directory and reading numbers out of its JSON documents.
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
@@ -14,6 +16,25 @@ namespace tbrelax::testing {
 
 inline run_result tbcalc(const std::vector<std::string>& args, const std::filesystem::path& dir) {
   return run_program(built_program("tbcalc"), args, dir, "");
+}
+
+// A command line tbcalc must refuse: the exit status and a piece of the message it must print.
+struct refusal {
+  std::vector<std::string> args;
+  int status;
+  std::string message;
+};
+
+// Runs `tbcalc command args...` for every case in `dir` and checks status and message.
+inline void expect_refusals(const std::string& command, const std::vector<refusal>& cases,
+                            const std::filesystem::path& dir) {
+  for (const refusal& r : cases) {
+    std::vector<std::string> args = {command};
+    args.insert(args.end(), r.args.begin(), r.args.end());
+    const auto got = tbcalc(args, dir);
+    EXPECT_EQ(got.status, r.status) << r.message;
+    EXPECT_NE(got.err.find(r.message), std::string::npos) << got.err;
+  }
 }
 
 // Every number of the value of the first member named `key`: one for a number, all of them in
