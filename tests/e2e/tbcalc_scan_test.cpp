@@ -9,6 +9,7 @@
 namespace tbrelax {
 namespace {
 
+using testing::expect_refusals;
 using testing::json_numbers;
 using testing::read_text;
 using testing::tbcalc;
