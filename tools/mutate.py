@@ -277,6 +277,8 @@ def main() -> int:
             m.seconds = time.monotonic() - t0
             print(f"[{k}/{len(chosen)}] {m.outcome.upper():12} {m.file}:{m.line}  {m.kind}: "
                   f"{m.original!r} -> {m.replacement!r}  {m.detail}", flush=True)
+            if args.json:  # after every mutant, so that an interrupted run keeps what it found
+                Path(args.json).write_text(json.dumps([asdict(m) for m in chosen], indent=1) + "\n")
     finally:
         for path in touched:  # restored already; rebuilt so that the build matches the sources
             os.utime(path)
