@@ -124,11 +124,5 @@ TEST(Optimiser, StepLimitAndForcesThatPointUphill) {
   EXPECT_EQ(stalled.end.x, (std::vector<double>{0.3, 0.1, 0.2}));
 }
 
-TEST(Optimiser, NamesTheStrategies) {
-  for (const std::string& name : step_strategy_names()) EXPECT_NE(make_step_strategy(name), nullptr);
-  EXPECT_EQ(make_step_strategy("sd"), nullptr);
-  EXPECT_EQ(make_step_strategy("bfgs"), nullptr);
-}
-
 }  // namespace
 }  // namespace tbrelax
