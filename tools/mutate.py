@@ -92,12 +92,19 @@ def candidates(path: Path) -> list[Mutant]:
     lines = path.read_text().splitlines()
     found: list[Mutant] = []
     previous = ";"
-    in_block_comment = False
+    in_block_comment = in_raw_string = False
     for number, raw in enumerate(lines, 1):
         stripped = raw.strip()
+        if in_raw_string:  # the text of a raw string literal over several lines, not code
+            in_raw_string = ')"' not in raw
+            continue
         if in_block_comment or stripped.startswith("/*"):
             in_block_comment = "*/" not in stripped
             continue
+        if 'R"(' in raw and ')"' not in raw[raw.index('R"(') + 3:]:
+            in_raw_string = True
+            raw = raw[:raw.index('R"(')]
+            stripped = raw.strip()
         if not stripped or stripped.startswith(("#", "//")):
             continue
         code = code_only(raw)
