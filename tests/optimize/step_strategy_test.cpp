@@ -93,7 +93,8 @@ INSTANTIATE_TEST_SUITE_P(
                       analytic_case{"fire", "bowl", bowl, {0, 0, 0, 0, 0, 0}, {1, -2, 3, 0.5, 0, -1}, 1000},
                       // Steps of 1e-5: the curvature record must judge a step pair by its
                       // angle, not its size, or L-BFGS falls back to steepest descent.
-                      analytic_case{"lbfgs", "bowl_nearby", bowl, {1 + 1e-5, -2 - 1e-5, 3 + 1e-5, 0.5 - 1e-5, 1e-5, -1 + 1e-5},
+                      analytic_case{"lbfgs", "bowl_nearby", bowl,
+                                    {1 + 1e-5, -2 - 1e-5, 3 + 1e-5, 0.5 - 1e-5, 1e-5, -1 + 1e-5},
                                     {1, -2, 3, 0.5, 0, -1}, 30},
                       analytic_case{"lbfgs", "rosenbrock", rosenbrock, {-1.2, 1, 0}, {1, 1, 0}, 200},
                       analytic_case{"fire", "rosenbrock", rosenbrock, {-1.2, 1, 0}, {1, 1, 0}, 5000}),
