@@ -201,6 +201,8 @@ def suite(build_dir: str, jobs: int, test_timeout: float, exclude: str, last: st
 
 def failed_tests(output: str) -> str:
     names = re.findall(r"\d+ - (\S+) \((Failed|Timeout|SEGFAULT|Subprocess aborted|Exception)", output)
+    # A run stopped at its first failure may print no summary: the progress line names the test.
+    names = names or re.findall(r"Test +#\d+: (\S+) [^\n]*?\*\*\*(Failed|Timeout|Exception)", output)
     return ", ".join(f"{n} ({why.lower()})" for n, why in names[:3]) or "suite failed"
 
 
