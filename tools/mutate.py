@@ -11,6 +11,8 @@ when it does not compile. The score is killed / (killed + survived).
 
     tools/mutate.py --count 5 --dirs src/io src/tb          # a few mutants, report on screen
     tools/mutate.py --list --dirs src/linalg                # the candidate places, no build
+    tools/mutate.py --files apps/tbcalc/cli.cpp --since v1  # only lines added since a commit
+    tools/mutate.py --places earlier.json                   # the same mutants as an earlier run
 
 Run it under nice on a shared machine. The build dir is configured on first use (tests on,
 benchmark off); any file it changed is restored, also after Ctrl-C.
@@ -90,12 +92,19 @@ def candidates(path: Path) -> list[Mutant]:
     lines = path.read_text().splitlines()
     found: list[Mutant] = []
     previous = ";"
-    in_block_comment = False
+    in_block_comment = in_raw_string = False
     for number, raw in enumerate(lines, 1):
         stripped = raw.strip()
+        if in_raw_string:  # the text of a raw string literal over several lines, not code
+            in_raw_string = ')"' not in raw
+            continue
         if in_block_comment or stripped.startswith("/*"):
             in_block_comment = "*/" not in stripped
             continue
+        if 'R"(' in raw and ')"' not in raw[raw.index('R"(') + 3:]:
+            in_raw_string = True
+            raw = raw[:raw.index('R"(')]
+            stripped = raw.strip()
         if not stripped or stripped.startswith(("#", "//")):
             continue
         code = code_only(raw)
@@ -130,9 +139,26 @@ def apply(m: Mutant, text: str) -> str:
     return "\n".join(lines)
 
 
+def lines_added_since(commit: str, files: list[Path]) -> dict[str, set[int]]:
+    """The lines of each file added or changed since `commit`, from git's zero-context diff."""
+    rel = [str(f.relative_to(ROOT)) for f in files]
+    diff = subprocess.run(["git", "diff", "-U0", commit, "--", *rel], cwd=ROOT, capture_output=True, text=True,
+                          check=True).stdout
+    added: dict[str, set[int]] = {}
+    current = ""
+    for line in diff.splitlines():
+        if line.startswith("+++ "):
+            current = line[6:] if line.startswith("+++ b/") else ""
+        elif line.startswith("@@") and current:
+            start, _, count = re.match(r"@@ -\S+ \+(\d+)(,(\d+))? @@", line).groups()
+            n = 1 if count is None else int(count)
+            added.setdefault(current, set()).update(range(int(start), int(start) + n))
+    return added
+
+
 def sample(all_mutants: list[Mutant], dirs: list[str], count: int, rng: random.Random) -> list[Mutant]:
     """Round-robin over the folders, random within each."""
-    pools = {d: [m for m in all_mutants if m.file.startswith(d.rstrip("/") + "/")] for d in dirs}
+    pools = {d: [m for m in all_mutants if not d or m.file.startswith(d.rstrip("/") + "/")] for d in dirs}
     for pool in pools.values():
         rng.shuffle(pool)
     chosen: list[Mutant] = []
@@ -175,12 +201,17 @@ def suite(build_dir: str, jobs: int, test_timeout: float, exclude: str, last: st
 
 def failed_tests(output: str) -> str:
     names = re.findall(r"\d+ - (\S+) \((Failed|Timeout|SEGFAULT|Subprocess aborted|Exception)", output)
+    # A run stopped at its first failure may print no summary: the progress line names the test.
+    names = names or re.findall(r"Test +#\d+: (\S+) [^\n]*?\*\*\*(Failed|Timeout|Exception)", output)
     return ", ".join(f"{n} ({why.lower()})" for n, why in names[:3]) or "suite failed"
 
 
 def main() -> int:
     p = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     p.add_argument("--dirs", nargs="+", default=["src/io", "src/tb", "src/linalg", "src/driver"])
+    p.add_argument("--files", nargs="+", help="sample over these files (one pool) instead of --dirs")
+    p.add_argument("--since", help="only places on lines added or changed since this commit")
+    p.add_argument("--places", help="run the mutants of an earlier --json file instead of sampling")
     p.add_argument("--count", type=int, default=60)
     p.add_argument("--seed", type=int, default=15)
     p.add_argument("--kinds", nargs="+", default=["comparison", "arithmetic", "constant", "statement"])
@@ -190,17 +221,33 @@ def main() -> int:
     p.add_argument("--exclude", default="", help="ctest -E regex of tests not to run")
     p.add_argument("--last", default="^python$", help="ctest -R regex of slow tests run only when the rest pass")
     p.add_argument("--json", help="write the mutants and their outcomes here")
-    p.add_argument("--list", action="store_true", help="list the sampled mutants only")
+    p.add_argument("--list", action="store_true", help="list the sampled mutants only (and write --json)")
     args = p.parse_args()
 
-    files = [f for d in args.dirs for f in sorted((ROOT / d).rglob("*")) if f.suffix in (".cpp", ".hpp")
-             and "backends" not in f.parts]
-    everything = [m for f in files for m in candidates(f) if m.kind in args.kinds]
-    chosen = sample(everything, args.dirs, args.count, random.Random(args.seed))
-    print(f"{len(everything)} candidate places in {len(files)} files; {len(chosen)} mutants sampled (seed {args.seed})")
+    if args.places:
+        fields = ("file", "line", "column", "kind", "original", "replacement")
+        chosen = [Mutant(**{k: m[k] for k in fields}) for m in json.loads(Path(args.places).read_text())]
+        print(f"{len(chosen)} mutants from {args.places}")
+    else:
+        if args.files:
+            files = [ROOT / f for f in args.files]
+            pools = [""]  # one pool: every place equally likely
+        else:
+            files = [f for d in args.dirs for f in sorted((ROOT / d).rglob("*")) if f.suffix in (".cpp", ".hpp")
+                     and "backends" not in f.parts]
+            pools = args.dirs
+        everything = [m for f in files for m in candidates(f) if m.kind in args.kinds]
+        if args.since:
+            added = lines_added_since(args.since, files)
+            everything = [m for m in everything if m.line in added.get(m.file, set())]
+        chosen = sample(everything, pools, args.count, random.Random(args.seed))
+        print(f"{len(everything)} candidate places in {len(files)} files; {len(chosen)} mutants sampled "
+              f"(seed {args.seed})")
     if args.list:
         for m in chosen:
             print(f"  {m.file}:{m.line}:{m.column}  {m.kind:10}  {m.original!r} -> {m.replacement!r}")
+        if args.json:
+            Path(args.json).write_text(json.dumps([asdict(m) for m in chosen], indent=1) + "\n")
         return 0
 
     if not (ROOT / args.build / "CMakeCache.txt").exists():
@@ -239,6 +286,8 @@ def main() -> int:
             m.seconds = time.monotonic() - t0
             print(f"[{k}/{len(chosen)}] {m.outcome.upper():12} {m.file}:{m.line}  {m.kind}: "
                   f"{m.original!r} -> {m.replacement!r}  {m.detail}", flush=True)
+            if args.json:  # after every mutant, so that an interrupted run keeps what it found
+                Path(args.json).write_text(json.dumps([asdict(m) for m in chosen], indent=1) + "\n")
     finally:
         for path in touched:  # restored already; rebuilt so that the build matches the sources
             os.utime(path)

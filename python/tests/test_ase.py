@@ -41,9 +41,7 @@ def test_results_match_the_module_and_are_reused():
 
 
 @pytest.mark.parametrize("atoms, error, fault", [
-    (Atoms("OHHe", positions=WATER_POSITIONS), InputError, "He"),
     (Atoms("OHCl", positions=WATER_POSITIONS), InputError, "Cl"),
-    (Atoms("OHH", positions=[[0, 0, 0], [1, 0, 0], [1, 0, 5e-11]]), InputError, "same position"),
     (Atoms("OHH", positions=WATER_POSITIONS, cell=[10, 10, 10], pbc=True), InputError, "periodic"),
     (Atoms(), InputError, "no atoms"),
     # Separations beyond the range of a double: the model has no finite answer.

@@ -1,5 +1,6 @@
-"""The energy model through the module: reference values, invariances, the Hessian, faults,
-and evaluations beside other threads."""
+"""The energy model through the module: invariances, faults, and evaluations beside other
+threads. Reference values and derivatives are the library's tests; the layout of forces and
+Hessian is pinned by ASE's optimisers and vibrations."""
 
 import threading
 import time
@@ -12,34 +13,6 @@ from conftest import EXAMPLES, WATER_POSITIONS, WATER_SYMBOLS, alkane, in_thread
 
 FORMALDEHYDE = (["C", "O", "H", "H"],
                 np.array([[0.02, -0.03, 0.0], [0.0, 0.05, 1.19], [0.0, 0.96, -0.55], [0.04, -0.91, -0.6]]))
-
-
-def displaced(r, k, h):
-    out = r.copy()
-    out.flat[k] += h
-    return out
-
-
-def test_water_reference():
-    e = tbrelax.evaluate(WATER_SYMBOLS, WATER_POSITIONS)
-    assert e.energy == pytest.approx(-8.6857502, abs=1e-5)
-    expected = [[0, 0, 1.23032], [0, 1.64924, -0.61516], [0, -1.64924, -0.61516]]
-    np.testing.assert_allclose(e.forces, expected, atol=1e-5)
-    # Basis O 2s 2p + two H 1s, ascending.
-    assert e.orbital_energies.shape == (6,) and np.all(np.diff(e.orbital_energies) >= 0)
-
-
-def test_forces_and_hessian_are_derivatives_of_the_energy():
-    symbols, r = FORMALDEHYDE
-    forces = tbrelax.evaluate(symbols, r).forces.ravel()
-    H = tbrelax.hessian(symbols, r)
-    assert H.shape == (12, 12)
-    np.testing.assert_array_equal(H, H.T)
-    for k in [2, 4, 6, 11]:
-        energy = [tbrelax.evaluate(symbols, displaced(r, k, s)).energy for s in (1e-4, -1e-4)]
-        assert forces[k] == pytest.approx(-(energy[0] - energy[1]) / 2e-4, abs=1e-4)
-        f = [tbrelax.evaluate(symbols, displaced(r, k, s)).forces.ravel() for s in (1e-3, -1e-3)]
-        np.testing.assert_allclose(H[:, k], -(f[0] - f[1]) / 2e-3, atol=2e-2)
 
 
 def test_rigid_motion_and_atom_order():
@@ -70,12 +43,6 @@ def test_bad_molecules_are_rejected(symbols, positions, fault):
     for call in (tbrelax.evaluate, tbrelax.hessian):
         with pytest.raises(tbrelax.InputRejected, match=fault):
             call(symbols, positions)
-
-
-def test_non_finite_result_raises():
-    # Separations beyond the range of a double: the model has no finite answer.
-    with pytest.raises(tbrelax.NumericalError):
-        tbrelax.evaluate(["H", "H"], [[0, 0, 0], [0, 0, 1e200]])
 
 
 def test_evaluations_run_beside_other_threads():

@@ -17,22 +17,6 @@ def write(tmp_path, text, name="input.xyz"):
     return path
 
 
-def test_program_reading_rules(tmp_path):
-    # First character of the symbol, commas and tabs, Fortran exponents, a line continued,
-    # extra columns, CR LF line ends, a quoted title.
-    text = ("4\r\n'two words' ignored\r\nHe, 1.5-3, 1.0d0, -.5\r\n\r\n"
-            "Cl\t0 0\r\n 2.5 extra columns\r\nNa 1e-3 0 0\r\nOs 0 0 1\r\n")
-    s = tbrelax.read_xyz(write(tmp_path, text), tbrelax_symbols=True)
-    assert s.symbols == ["H", "C", "N", "O"]
-    assert s.title == "two words"
-    np.testing.assert_array_equal(s.positions, [[1.5e-3, 1.0, -0.5], [0, 0, 2.5], [1e-3, 0, 0], [0, 0, 1]])
-
-
-def test_whole_symbols_in_any_case_with_numeric_labels(tmp_path):
-    s = tbrelax.read_xyz(write(tmp_path, "4\nt\nO 0 0 0\nh 0 0 1\nC12 0 1 0\nn 1 0 0\n"))
-    assert s.symbols == ["O", "H", "C", "N"]
-
-
 def test_unknown_element_before_the_first_atom_is_skipped_with_a_warning(tmp_path):
     with pytest.warns(tbrelax.TBRelaxWarning, match="skipped 1 atom line.*: X"):
         s = tbrelax.read_xyz(write(tmp_path, "2\nt\nX 9 9 9\nO 0 0 0\nH 0 0 1\n"), tbrelax_symbols=True)

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "state/errors.hpp"
+#include "support/hooked_solver.hpp"
 #include "support/molecules.hpp"
 
 namespace tbrelax {
@@ -13,28 +14,6 @@ namespace {
 
 using testing::molecule;
 using testing::test_model;
-
-// Our own solver, counting its calls, remembering each Hamiltonian and the coordinates of the
-// evaluation, and spoiling one call's orbital energies on request.
-class watching_solver final : public electronic_solver {
- public:
-  explicit watching_solver(const common_var* c = nullptr, int spoiled_call = 0) : c_(c), spoiled_(spoiled_call) {}
-  std::string name() const override { return "watching"; }
-  void solve(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
-    inner_->solve(H, S, electrons, out);
-    hamiltonians.push_back(H);
-    if (c_) xs.push_back(c_->x);
-    if (++calls == spoiled_) out.eps[0] = std::numeric_limits<double>::quiet_NaN();
-  }
-  int calls = 0;
-  std::vector<matrix> hamiltonians;
-  std::vector<std::vector<double>> xs;
-
- private:
-  std::unique_ptr<electronic_solver> inner_ = make_own_solver();
-  const common_var* c_;
-  int spoiled_;
-};
 
 class recording_observer final : public relaxation_observer {
  public:
@@ -55,14 +34,15 @@ TEST(Relaxation, StopTestPerAtomAndOnARise) {
 TEST(Relaxation, CountsEvaluationsAndRepeatsTheFirstOne) {
   test_model m;
   common_var c = molecule(testing::water_atoms());
-  watching_solver solver;
+  std::vector<matrix> hamiltonians;
+  testing::hooked_solver solver([&](int, const matrix& H, electronic_result&) { hamiltonians.push_back(H); });
   const energy_model model{m.par, solver, m.con};
   recording_observer observer;
   const relaxation_result r = relax(c, m.drv, model, observer);
   EXPECT_EQ(r.evaluations, 20 * r.blocks + 1);
   EXPECT_EQ(solver.calls, r.evaluations);
-  EXPECT_TRUE(solver.hamiltonians[0] == solver.hamiltonians[1]);  // same geometry twice
-  EXPECT_FALSE(solver.hamiltonians[1] == solver.hamiltonians[2]);
+  EXPECT_TRUE(hamiltonians[0] == hamiltonians[1]);  // same geometry twice
+  EXPECT_FALSE(hamiltonians[1] == hamiltonians[2]);
   ASSERT_EQ(observer.starts.size(), static_cast<std::size_t>(r.blocks));
   for (int b = 0; b + 1 < r.blocks; ++b) EXPECT_EQ(observer.starts[b + 1].second, observer.ends[b]);
   EXPECT_EQ(observer.ends.back(), r.E);
@@ -71,12 +51,16 @@ TEST(Relaxation, CountsEvaluationsAndRepeatsTheFirstOne) {
 TEST(Relaxation, NonFiniteEnergyStopsBeforeAnyAtomMoves) {
   test_model m;
   common_var c = molecule(testing::water_atoms());
-  watching_solver solver(&c, 5);
+  // The fifth evaluation's orbital energies are spoiled; the atoms stay where it saw them.
+  std::vector<double> x_at_fifth;
+  testing::hooked_solver solver([&](int call, const matrix&, electronic_result& out) {
+    if (call == 5) x_at_fifth = c.x, out.eps[0] = std::numeric_limits<double>::quiet_NaN();
+  });
   const energy_model model{m.par, solver, m.con};
   recording_observer observer;
   EXPECT_THROW(relax(c, m.drv, model, observer), numerical_error);
   EXPECT_EQ(solver.calls, 5);
-  for (int a = 0; a < c.at_count; ++a) EXPECT_NEAR(c.x[a], solver.xs[4][a], 1e-15);
+  for (int a = 0; a < c.at_count; ++a) EXPECT_NEAR(c.x[a], x_at_fifth[a], 1e-15);
   common_var empty = molecule({});
   EXPECT_THROW(relax(empty, m.drv, model, observer), std::invalid_argument);
 }

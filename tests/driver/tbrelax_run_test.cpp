@@ -6,26 +6,11 @@
 #include <sstream>
 
 #include "state/errors.hpp"
+#include "support/hooked_solver.hpp"
 #include "support/test_support.hpp"
 
 namespace tbrelax {
 namespace {
-
-// Our own solver, until call `spoiled` whose orbital energies come out NaN.
-class failing_solver final : public electronic_solver {
- public:
-  explicit failing_solver(int spoiled) : spoiled_(spoiled) {}
-  std::string name() const override { return "failing"; }
-  void solve(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
-    inner_->solve(H, S, electrons, out);
-    if (++calls_ == spoiled_) out.eps.assign(out.eps.size(), std::numeric_limits<double>::quiet_NaN());
-  }
-
- private:
-  std::unique_ptr<electronic_solver> inner_ = make_own_solver();
-  int spoiled_;
-  int calls_ = 0;
-};
 
 // A NaN in the second block stops the run with its line after one pause and keeps the last
 // finite report; one at the input geometry leaves no report at all.
@@ -40,7 +25,9 @@ TEST(TbrelaxRun, NonFiniteEnergyStopsWithItsLineAndKeepsOnlyAFiniteReport) {
     common_var c;
     param par;
     drive drv;
-    failing_solver solver(spoiled);
+    testing::hooked_solver solver([spoiled](int call, const matrix&, electronic_result& out) {
+      if (call == spoiled) out.eps.assign(out.eps.size(), std::numeric_limits<double>::quiet_NaN());
+    });
     EXPECT_THROW(run_tbrelax(c, par, drv, con, solver), numerical_error);
     EXPECT_TRUE(screen.str().ends_with(std::string(" geometry optimization...\n") + (spoiled == 1 ? "" : " .\n") +
                                        " ERROR: The energy is not a finite number; the relaxation is stopped\n"))

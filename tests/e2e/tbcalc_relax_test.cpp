@@ -99,11 +99,6 @@ TEST(TbcalcRelax, RelaxedFileHoldsItsOwnExactEnergy) {
   const auto again = tbcalc({"energy", "--json", "mol/h2.relaxed.xyz"}, dir.path());
   EXPECT_EQ(json_number(again.out, "energy"), relaxed[0].E);
   EXPECT_NE(r.out.find(" evaluations), written to mol/h2.relaxed.xyz\n  energy E                -"), std::string::npos);
-  // Both spellings of the options.
-  const auto named = tbcalc({"relax", "mol/h2.in", "--method", "sd", "--trajectory=t.xyz", "--output", "o.xyz"}, dir.path());
-  EXPECT_EQ(named.status, 0);
-  EXPECT_EQ(read_frames(read_text(dir / "o.xyz"))[0].E, relaxed[0].E);
-  EXPECT_EQ(read_frames(read_text(dir / "t.xyz")).back().block, static_cast<int>(std::count(r.err.begin(), r.err.end(), '\n')));
 }
 
 class TbcalcOptimiser : public ::testing::TestWithParam<std::string> {};

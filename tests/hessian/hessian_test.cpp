@@ -84,23 +84,5 @@ TEST(Hessian, RowsSharedAmongSweepsGiveTheFullSweepToTheBit) {
   }
 }
 
-TEST(Hessian, PeriodicSeparationTakesTheShortestImage) {
-  common_var c = molecule({{'H', {0.5, 1.0, 2.0}}, {'H', {24.5, 1.0, 2.0}}});
-  c.perx = {25.05758, 0, 0};
-  c.pery = {0, 39.060900000000004, 0};
-  c.perz = {0, 0, 1e6};
-  separation plain = dxdydz(0, 1, c);
-  EXPECT_DOUBLE_EQ(plain.dx, 24.0);
-  EXPECT_DOUBLE_EQ(plain.r, 24.0);
-  c.indper = 1;
-  separation across = dxdydz(0, 1, c);
-  EXPECT_NEAR(across.dx, 24.0 - 25.05758, 1e-12);
-  EXPECT_NEAR(across.r, 1.05758, 1e-12);
-  EXPECT_EQ(across.dy, 0.0);
-  separation self = dxdydz(1, 1, c);
-  EXPECT_EQ(self.r, 0.0);
-  EXPECT_EQ(self.dx, 0.0);
-}
-
 }  // namespace
 }  // namespace tbrelax

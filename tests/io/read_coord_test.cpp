@@ -63,9 +63,6 @@ TEST(ReadCoord, WaterFillsTheState) {
   EXPECT_EQ(c.amass, (std::vector<double>{16, 16, 16, 1, 1, 1, 1, 1, 1}));
   EXPECT_EQ(c.y, (std::vector<double>{0.0, 0.757, -0.757}));
   EXPECT_EQ(c.z[0], 0.117);
-  EXPECT_EQ(c.pery[1], 39.060900000000004);
-  EXPECT_EQ(c.perz[2], 1e6);
-  EXPECT_EQ(c.perx[0], 25.05758);
 }
 
 // Accepted and refused files: the screen, the pauses (keys consumed), the status, and what the
@@ -170,12 +167,6 @@ TEST(ReadCoord, WholeSymbolsNameTheElementOrAreRejectedAtTheirField) {
       EXPECT_FALSE(r.c.allocated);
     }
   }
-}
-
-TEST(ReadCoord, EndOfKeyboardDuringAPauseIsFatal) {
-  auto r = read_file("1\nt\nX 0 0 0\nH 0 0 0\n", "");
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.where.file, "standard input");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/hooked_solver.hpp"
 #include "support/molecules.hpp"
 
 namespace tbrelax {
@@ -23,21 +24,12 @@ TEST(Force, WaterReferenceEnergyAndForces) {
   }
 }
 
-// Our own solver, reporting two made-up negative overlap eigenvalues.
-class indefinite_overlap final : public electronic_solver {
- public:
-  std::string name() const override { return "indefinite"; }
-  void solve(const matrix& H, const matrix& S, int electrons, electronic_result& out) override {
-    inner_->solve(H, S, electrons, out);
-    out.negative_overlaps = {{1, -0.25}, {2, -1e-3}};
-  }
-
- private:
-  std::unique_ptr<electronic_solver> inner_ = make_own_solver();
-};
-
+// Two made-up negative overlap eigenvalues.
 TEST(Force, EachNegativeOverlapEigenvalueGetsItsLineAndPause) {
-  test_model m(std::make_unique<indefinite_overlap>(), "a\nb\nc\n");
+  test_model m(std::make_unique<testing::hooked_solver>([](int, const matrix&, electronic_result& out) {
+                 out.negative_overlaps = {{1, -0.25}, {2, -1e-3}};
+               }),
+               "a\nb\nc\n");
   common_var c = molecule(testing::water_atoms());
   EXPECT_NEAR(force(c, m.model), -8.6857502, 5e-8);  // the evaluation goes on
   EXPECT_EQ(m.screen.str(), "  Error S<0.           1  -2.5000000000000000E-01\n"
