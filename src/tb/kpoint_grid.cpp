@@ -3,110 +3,137 @@
 #include <cmath>
 #include <numbers>
 #include <stdexcept>
-#include <string>
 
 namespace tbrelax {
 namespace {
 
-using vec3 = std::array<double, 3>;
+constexpr double two_pi = 2 * std::numbers::pi;
 
-vec3 cross(const vec3& u, const vec3& v) {
+vector3 cross(const vector3& u, const vector3& v) {
   return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
 }
-double dot(const vec3& u, const vec3& v) { return u[0] * v[0] + u[1] * v[1] + u[2] * v[2]; }
-vec3 unit(const vec3& u) {
+double dot(const vector3& u, const vector3& v) { return u[0] * v[0] + u[1] * v[1] + u[2] * v[2]; }
+vector3 unit(const vector3& u) {
   const double l = std::sqrt(dot(u, u));
   return {u[0] / l, u[1] / l, u[2] / l};
 }
 
-// A unit vector perpendicular to u.
-vec3 perpendicular(const vec3& u) {
-  const vec3 trial = std::abs(u[0]) < 0.9 * std::sqrt(dot(u, u)) ? vec3{1, 0, 0} : vec3{0, 1, 0};
-  return unit(cross(u, trial));
+// A unit vector perpendicular to the unit vector u: u crossed with the Cartesian axis least
+// aligned with it.
+vector3 perpendicular(const vector3& u) {
+  int least = 0;
+  for (int k = 1; k < 3; ++k)
+    if (std::abs(u[k]) < std::abs(u[least])) least = k;
+  vector3 e{};
+  e[least] = 1;
+  return unit(cross(u, e));
+}
+
+// The lattice vectors with those of the non-periodic axes replaced by orthonormal completions.
+std::array<vector3, 3> completed_vectors(const periodic_cell& cell) {
+  std::array<vector3, 3> a = cell.a;
+  int periodic[3], open[3], np = 0, no = 0;
+  for (int i = 0; i < 3; ++i) (cell.pbc[i] ? periodic[np++] : open[no++]) = i;
+  if (np == 0) {
+    a = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+  } else if (np == 1) {
+    const vector3 u = unit(a[periodic[0]]);
+    a[open[0]] = perpendicular(u);
+    a[open[1]] = cross(u, a[open[0]]);
+  } else if (np == 2) {
+    a[open[0]] = unit(cross(a[periodic[0]], a[periodic[1]]));
+  }
+  return a;
 }
 
 }  // namespace
 
-std::array<vec3, 3> reciprocal_vectors(const periodic_cell& cell) {
-  std::array<vec3, 3> a = cell.a;
-  std::array<int, 3> periodic{}, other{};
-  int p = 0, q = 0;
-  for (int i = 0; i < 3; ++i) (cell.pbc[i] ? periodic[p++] : other[q++]) = i;
-  if (p == 0) {
-    a = {vec3{1, 0, 0}, vec3{0, 1, 0}, vec3{0, 0, 1}};
-  } else if (p == 1) {
-    const vec3 u = perpendicular(a[periodic[0]]);
-    a[other[0]] = u;
-    a[other[1]] = unit(cross(a[periodic[0]], u));
-  } else if (p == 2) {
-    a[other[0]] = unit(cross(a[periodic[0]], a[periodic[1]]));
-  }
+std::array<vector3, 3> reciprocal_vectors(const periodic_cell& cell) {
+  const auto a = completed_vectors(cell);
   const double volume = dot(a[0], cross(a[1], a[2]));
-  const double scale = 2 * std::numbers::pi / volume;
-  std::array<vec3, 3> b{};
+  std::array<vector3, 3> b;
   for (int i = 0; i < 3; ++i) {
-    const vec3 c = cross(a[(i + 1) % 3], a[(i + 2) % 3]);
-    for (int d = 0; d < 3; ++d) b[i][d] = scale * c[d];
+    const vector3 c = cross(a[(i + 1) % 3], a[(i + 2) % 3]);
+    for (int k = 0; k < 3; ++k) b[i][k] = two_pi * c[k] / volume;
   }
   return b;
 }
 
+std::string kpoint_grid_fault(const periodic_cell& cell, std::array<int, 3> n, std::array<double, 3> shift) {
+  static constexpr const char* axis[] = {"first", "second", "third"};
+  double points = 1;
+  for (int i = 0; i < 3; ++i) {
+    const std::string which = std::string("the ") + axis[i] + " axis";
+    if (n[i] < 1) return "k-point counts must be at least 1; " + which + " has " + std::to_string(n[i]);
+    if (!std::isfinite(shift[i])) return "the k-point shift of " + which + " is not a finite number";
+    if (!cell.pbc[i] && n[i] != 1)
+      return which + " is not periodic: its k-point count must be 1, not " + std::to_string(n[i]);
+    if (!cell.pbc[i] && shift[i] != 0) return which + " is not periodic: its k-point shift must be 0";
+    points *= n[i];
+  }
+  if (points > double(max_kpoints))
+    return "the grid holds " + std::to_string(long(points)) + " k-points; at most " + std::to_string(max_kpoints) +
+           " are allowed";
+  return "";
+}
+
 std::vector<kpoint> kpoint_grid(const periodic_cell& cell, std::array<int, 3> n, std::array<double, 3> shift) {
-  const std::array<vec3, 3> b = reciprocal_vectors(cell);
-  const double weight = 1.0 / (double(n[0]) * n[1] * n[2]);
-  // The index on axis i of the partner of m (the grid point at -k modulo the reciprocal
-  // lattice), or -1 where -k falls between grid points.
-  auto partner = [&](int i, int m) {
-    const double t = -m - 2 * shift[i];
-    const double r = std::round(t);
-    if (std::abs(t - r) > 1e-12) return -1;
-    return int(((long(r) % n[i]) + n[i]) % n[i]);
+  if (const std::string fault = kpoint_grid_fault(cell, n, shift); !fault.empty()) throw std::invalid_argument(fault);
+  const auto b = reciprocal_vectors(cell);
+  const int count = n[0] * n[1] * n[2];
+  const double weight = 1.0 / count;
+
+  // With every 2 s_i whole, point m has the doubled coordinates q_i = 2 m_i + 2 s_i, whole
+  // numbers taken modulo 2 n_i; its -k is the point with q'_i = -q_i, that is
+  // m'_i = (-2 m_i - 2 s_i) / 2 modulo n_i where that is whole.
+  bool halves = true;
+  std::array<long, 3> twice_shift{};
+  for (int i = 0; i < 3; ++i) {
+    halves = halves && std::round(2 * shift[i]) == 2 * shift[i];
+    if (halves) twice_shift[i] = std::lround(2 * shift[i]);
+  }
+  const auto partner = [&](const std::array<int, 3>& m) {
+    int index = 0;
+    for (int i = 0; i < 3; ++i) {
+      const long twice = -2L * m[i] - 2 * twice_shift[i];  // -q_i - 2 s_i = 2 m'_i (mod 2 n_i)
+      const long period = 2L * n[i];
+      const long reduced = ((twice % period) + period) % period;
+      if (reduced % 2 != 0) return -1;
+      index = index * n[i] + int(reduced / 2);
+    }
+    return index;
   };
-  const long count = long(n[0]) * n[1] * n[2];
-  std::vector<double> weights(count, weight);
-  auto index = [&](int i, int j, int k) { return (long(i) * n[1] + j) * n[2] + k; };
-  for (int i = 0; i < n[0]; ++i)
-    for (int j = 0; j < n[1]; ++j)
-      for (int k = 0; k < n[2]; ++k) {
-        const int pi = partner(0, i), pj = partner(1, j), pk = partner(2, k);
-        if (pi < 0 || pj < 0 || pk < 0) continue;
-        const long self = index(i, j, k), other = index(pi, pj, pk);
-        if (other > self && weights[other] > 0 && weights[self] > 0) {
-          weights[self] += weights[other];
-          weights[other] = 0;
-        }
-      }
+
   std::vector<kpoint> points;
-  for (int i = 0; i < n[0]; ++i)
-    for (int j = 0; j < n[1]; ++j)
-      for (int k = 0; k < n[2]; ++k) {
-        const double w = weights[index(i, j, k)];
-        if (w == 0) continue;
-        const double f[3] = {(i + shift[0]) / n[0], (j + shift[1]) / n[1], (k + shift[2]) / n[2]};
-        vec3 kv{};
-        for (int d = 0; d < 3; ++d) kv[d] = f[0] * b[0][d] + f[1] * b[1][d] + f[2] * b[2][d];
-        points.push_back({kv, w});
-      }
+  std::vector<int> kept_at(count, -1);  // grid index -> position in points
+  for (int index = 0; index < count; ++index) {
+    const std::array<int, 3> m = {index / (n[1] * n[2]), (index / n[2]) % n[1], index % n[2]};
+    const int other = halves ? partner(m) : -1;
+    if (other >= 0 && other < index && kept_at[other] >= 0) {
+      points[kept_at[other]].weight = 2 * weight;
+      continue;
+    }
+    kpoint p{{0, 0, 0}, weight, {}};
+    for (int i = 0; i < 3; ++i) {
+      p.fraction[i] = (m[i] + shift[i]) / n[i];
+      for (int k = 0; k < 3; ++k) p.k[k] += p.fraction[i] * b[i][k];
+    }
+    kept_at[index] = int(points.size());
+    points.push_back(p);
+  }
   return points;
 }
 
-std::array<int, 3> default_kpoint_grid(const periodic_cell& cell) {
-  const std::array<vec3, 3> b = reciprocal_vectors(cell);
+std::array<int, 3> default_kpoint_grid(const periodic_cell& cell, double spacing) {
+  const auto b = reciprocal_vectors(cell);
   std::array<int, 3> n{1, 1, 1};
   for (int i = 0; i < 3; ++i)
-    if (cell.pbc[i]) n[i] = std::max(1, int(std::ceil(std::sqrt(dot(b[i], b[i])) / default_kpoint_spacing - 1e-9)));
+    if (cell.pbc[i]) {
+      // A length that is a whole number of spacings up to rounding needs no extra point.
+      const double points = std::sqrt(dot(b[i], b[i])) / spacing * (1 - 1e-12);
+      n[i] = std::max(1, int(std::min(std::ceil(points), 1e6)));
+    }
   return n;
-}
-
-void check_kpoint_grid(const periodic_cell& cell, std::array<int, 3> n, std::array<double, 3> shift) {
-  const char* axis[3] = {"first", "second", "third"};
-  for (int i = 0; i < 3; ++i) {
-    if (n[i] < 1) throw std::invalid_argument("k-point grid: every count must be at least 1");
-    if (!std::isfinite(shift[i])) throw std::invalid_argument("k-point shift: not a finite number");
-    if (!cell.pbc[i] && (n[i] != 1 || shift[i] != 0))
-      throw std::invalid_argument(std::string("k-point grid: the ") + axis[i] +
-                                  " lattice vector is not periodic, so its count must be 1 and its shift 0");
-  }
 }
 
 }  // namespace tbrelax
