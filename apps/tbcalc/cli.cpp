@@ -150,6 +150,14 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       const std::string fault = parse_count(v, o.block);
       return fault.empty() && o.block < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
     };
+  if (o.cmd != command::freq) {
+    periodic_request& p = o.periodic;
+    valued["--kpoints"] = [&p](const std::string& v) { return parse_grid(v, p.grid.emplace()); };
+    valued["--kpoint-shift"] = [&p](const std::string& v) { return parse_shift(v, p.shift.emplace()); };
+    valued["--electronic-temperature"] = [&p](const std::string& v) {
+      return parse_temperature(v, p.temperature.emplace());
+    };
+  }
   if (o.cmd == command::relax) {
     valued["-o"] = valued["--output"] = file_into(o.output);
     valued["--trajectory"] = file_into(o.trajectory);
@@ -225,6 +233,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     if (!distributed_step_built())
       return usage_error("--distributed needs a build with ELPA (TBRELAX_ELPA=ON)", text.usage, hint);
     if (o.files.size() > 1) return usage_error("--distributed takes one FILE only", text.usage, hint);
+    if (o.periodic.grid || o.periodic.shift || o.periodic.temperature)
+      return usage_error("--distributed works with molecules at zero electronic temperature only", text.usage, hint);
   } else if (o.block != default_distributed_block) {
     return usage_error("--block needs --distributed", text.usage, hint);
   }

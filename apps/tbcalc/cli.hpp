@@ -8,6 +8,7 @@
 #include "hessian/thermochemistry.hpp"
 #include "optimize/optimiser_run.hpp"
 #include "parallel/distributed_evaluation.hpp"
+#include "periodic_options.hpp"
 
 namespace tbrelax::tbcalc {
 
@@ -28,6 +29,7 @@ struct options {
   // relax: the method ("sd" for tbrelax's steepest descent), its stop criteria and constraints.
   std::string method = "lbfgs";
   optimiser_settings optimiser;
+  periodic_request periodic;  // energy, relax: k-points and electronic temperature
 };
 
 // What the command line asks for: a run, or text to print and a status to end with.

@@ -1,10 +1,23 @@
 #include "tb/bloch_assembly.hpp"
 
 #include <cmath>
+#include <cstdlib>
+#include <numbers>
 
 #include "state/element.hpp"
 
 namespace tbrelax {
+
+phase_table::phase_table(const kpoint& k, const std::vector<lattice_term>& terms) {
+  for (const lattice_term& t : terms)
+    for (int i = 0; i < 3; ++i) reach_[i] = std::max(reach_[i], std::abs(t.n[i]));
+  for (int i = 0; i < 3; ++i) {
+    for (int m = -reach_[i]; m <= reach_[i]; ++m) {
+      const double angle = 2 * std::numbers::pi * k.fraction[i] * m;
+      factor_[i].push_back(m == 0 ? 1.0 : std::polar(1.0, angle));
+    }
+  }
+}
 
 std::vector<pair_block> lattice_blocks(const common_var& c, const param& par, const std::vector<lattice_term>& terms) {
   const overlap_table table(par);
@@ -20,7 +33,7 @@ std::vector<pair_block> lattice_blocks(const common_var& c, const param& par, co
 }
 
 void bloch_matrices(const common_var& c, const param& par, const std::vector<lattice_term>& terms,
-                    const std::vector<pair_block>& blocks, const std::array<double, 3>& k, bool embedded, matrix& S,
+                    const std::vector<pair_block>& blocks, const kpoint& k, bool embedded, matrix& S,
                     matrix& H) {
   const std::vector<int> offset = basis_offsets(c);
   const int n = c.wfunc_count, size = embedded ? 2 * n : n;
@@ -45,10 +58,11 @@ void bloch_matrices(const common_var& c, const param& par, const std::vector<lat
       add(H, offset[a] + mu, offset[a] + mu, own.h[mu][mu], 0.0);
     }
   }
+  const phase_table phases(k, terms);
   for (std::size_t t = 0; t < terms.size(); ++t) {
     const lattice_term& term = terms[t];
-    const double phase = k[0] * term.T[0] + k[1] * term.T[1] + k[2] * term.T[2];
-    const double cs = embedded ? std::cos(phase) : 1.0, sn = embedded ? std::sin(phase) : 0.0;
+    const std::complex<double> phase = embedded ? phases(term.n) : 1.0;
+    const double cs = phase.real(), sn = phase.imag();
     const int na = basis_size_of(c.at_type[term.a]), nb = basis_size_of(c.at_type[term.b]);
     // Block (a, b) takes exp(i k.T) B, block (b, a) its Hermitian transpose.
     for (int mu = 0; mu < na; ++mu)

@@ -16,7 +16,7 @@ namespace tbrelax {
 // Largest contribution any one neglected pair term may make (eV): overlap elements weighted by
 // the largest on-site energy, Hamiltonian elements and the repulsive pair energy all stay below
 // it beyond the truncation radius.
-inline constexpr double neglected_term_bound = 1e-18;
+inline constexpr double neglected_term_bound = 1e-15;
 
 // Most lattice translations a structure may need within the truncation radius: a cell that
 // needs more is so small (or so flat) that the sums would not end in reasonable time.

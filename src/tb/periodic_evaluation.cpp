@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <string>
 
 #include "linalg/canonical_orthogonalisation.hpp"
@@ -41,7 +42,7 @@ void solve_kpoint(const common_var& c, const param& par, const std::vector<latti
                   const std::vector<pair_block>& blocks, const kpoint& k, std::vector<double>& bands, matrix& C) {
   const bool embedded = !at_gamma(k);
   matrix S, H;
-  bloch_matrices(c, par, terms, blocks, k.k, embedded, S, H);
+  bloch_matrices(c, par, terms, blocks, k, embedded, S, H);
   std::vector<double> eps;
   std::vector<negative_overlap> negatives;
   orthogonalisation_workspace workspace;
@@ -107,17 +108,18 @@ void block_derivatives(int ta, int tb, const vec3& ra, const vec3& rb, const par
   }
 }
 
-// Highest level with f >= 1 and lowest with f < 1 over all k-points: the band gap where positive.
-std::optional<double> band_gap(const std::vector<std::vector<double>>& eps, const std::vector<std::vector<double>>& f) {
+// The band gap over the k-points for an even electron count: the lowest level of band N/2
+// anywhere minus the highest of band N/2 - 1, where positive.
+std::optional<double> band_gap(const std::vector<std::vector<double>>& eps, int electrons) {
+  const std::size_t top_band = std::size_t(electrons / 2);
+  if (electrons % 2 != 0 || top_band == 0) return std::nullopt;
   double top = -INFINITY, bottom = INFINITY;
-  for (std::size_t k = 0; k < eps.size(); ++k)
-    for (std::size_t n = 0; n < eps[k].size(); ++n) {
-      if (f[k][n] >= 1)
-        top = std::max(top, eps[k][n]);
-      else
-        bottom = std::min(bottom, eps[k][n]);
-    }
-  if (std::isfinite(top) && std::isfinite(bottom) && bottom - top > degeneracy_tolerance) return bottom - top;
+  for (const std::vector<double>& e : eps) {
+    if (e.size() <= top_band) return std::nullopt;
+    top = std::max(top, e[top_band - 1]);
+    bottom = std::min(bottom, e[top_band]);
+  }
+  if (bottom - top > degeneracy_tolerance) return bottom - top;
   return std::nullopt;
 }
 
@@ -152,7 +154,7 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
     // Gamma at T = 0: the molecule's own route and filling.
     if (n > 0) check_memory(evaluation_storage_bytes(n), storage_purpose(c, false));
     matrix S, H;
-    bloch_matrices(c, par, terms, blocks, kpoints[0].k, false, S, H);
+    bloch_matrices(c, par, terms, blocks, kpoints[0], false, S, H);
     electronic_result electrons;
     solver.solve(H, S, c.el_count, electrons);
     refuse_negative_overlap(electrons.negative_overlaps, kpoints[0]);
@@ -200,13 +202,15 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
       vectors[k] = matrix();
     }
   }
-  out.band_gap = band_gap(out.eps, f);
+  out.band_gap = band_gap(out.eps, c.el_count);
 
   // Repulsion: each a < b term once, each a == b term standing for T and -T with weight 1/2.
   std::vector<vec3> frep(c.at_count, vec3{0, 0, 0}), fel(c.at_count, vec3{0, 0, 0});
   std::vector<double> population(c.at_count, 0.0);
   double repulsion = 0;
   const overlap_table table(par);
+  std::vector<phase_table> phases;
+  for (const kpoint& k : kpoints) phases.emplace_back(k, terms);
 #pragma omp parallel
   {
     std::vector<vec3> my_frep(c.at_count, vec3{0, 0, 0}), my_fel(c.at_count, vec3{0, 0, 0});
@@ -226,11 +230,11 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
       double P[4][4] = {}, W[4][4] = {};
       for (std::size_t k = 0; k < nk; ++k) {
         const kpoint_densities& D = densities[k];
-        const double phase = kpoints[k].k[0] * term.T[0] + kpoints[k].k[1] * term.T[1] + kpoints[k].k[2] * term.T[2];
-        const double cs = weights[k] * std::cos(phase), sn = weights[k] * std::sin(phase);
+        const std::complex<double> phase = weights[k] * phases[k](term.n);
+        const double cs = phase.real(), sn = phase.imag();
         const bool complex = D.P_im.rows() > 0;
-        for (int mu = 0; mu < na; ++mu)
-          for (int nu = 0; nu < nb; ++nu) {
+        for (int nu = 0; nu < nb; ++nu)
+          for (int mu = 0; mu < na; ++mu) {
             const int i = offset[a] + mu, j = offset[b] + nu;
             P[mu][nu] += cs * D.P_re(i, j) + (complex ? sn * D.P_im(i, j) : 0.0);
             W[mu][nu] += cs * D.W_re(i, j) + (complex ? sn * D.W_im(i, j) : 0.0);

@@ -32,7 +32,8 @@ struct periodic_evaluation {
   bool molecular_filling = false;
   double homo = 0;
   std::optional<double> lumo;
-  // Lowest level with f < 1 minus the highest with f >= 1 over every k-point, where positive.
+  // For an even electron count: the lowest level of the first empty band over all k-points
+  // minus the highest of the last filled one, where positive.
   std::optional<double> band_gap;
   // At T = 0 the last electrons went into a degenerate level only partly: the forces then
   // depend on which vectors of that level the solver returned.
