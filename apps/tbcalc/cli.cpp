@@ -45,14 +45,28 @@ struct command_text {
 
 const std::map<std::string, command_text, std::less<>> commands = {
     {"energy",
-     {command::energy, "Usage: tbcalc energy [--json] [--distributed [--block NB]] FILE...\n", R"(
+     {command::energy,
+      "Usage: tbcalc energy [--json] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
+      "                     [--electronic-temperature T] [--distributed [--block NB]] FILE...\n",
+      R"(
 One evaluation of the model at the geometry in each FILE: the total energy E and the binding
 energy per atom (eV), the HOMO and LUMO energies and their gap (eV), the total, electronic
 and repulsive force on every atom (eV/Å), the Mulliken charges (e) and the dipole moment of
 those charges (D).
 
+An extended XYZ FILE with a Lattice and pbc is a periodic structure (a chain, a sheet or a
+crystal): its report gives E, the free energy F = E - T S and E0 = (E + F)/2 per cell, the
+Fermi level, the band gap over the k-points, forces and charges (no dipole).
+
 Options:
       --json             print the results as one JSON document
+      --kpoints N1,N2,N3 Gamma-centred k-point grid (default: 0.2/Å spacing; 1 on axes that
+                         are not periodic)
+      --kpoint-shift S1,S2,S3
+                         shift the grid by S_i grid steps (0.5 on an even axis: Monkhorst-Pack)
+      --electronic-temperature T
+                         Fermi-Dirac occupations at T kelvin (default 300 for periodic
+                         structures, 0 for molecules: the model's own filling)
       --distributed      one FILE's matrices spread over the ranks of an MPI job (ELPA)
       --block NB         --distributed: blocks of NB x NB dealt over the ranks (default 64)
       --tbrelax-symbols  only the first character of an element symbol counts
@@ -81,7 +95,8 @@ Options:
     {"relax",
      {command::relax,
       "Usage: tbcalc relax [--json] [--method M] [--fmax F] [--max-steps N] [--fix LIST] [--pull A,B,F]...\n"
-      "                    [-o OUT] [--trajectory OUT] [--distributed [--block NB]] FILE...\n",
+      "                    [-o OUT] [--trajectory OUT] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
+      "                    [--electronic-temperature T] [--distributed [--block NB]] FILE...\n",
       R"(
 Relaxes each FILE without pausing. One progress line per optimiser step (per block of 20 moves
 for sd) goes to standard error; the relaxed geometry is written as extended XYZ with its energy
@@ -104,6 +119,9 @@ Options:
       --distributed     one FILE's matrices spread over the ranks of an MPI job (ELPA)
       --block NB        --distributed: blocks of NB x NB dealt over the ranks (default 64)
       --tbrelax-symbols only the first character of an element symbol counts
+      --kpoints, --kpoint-shift, --electronic-temperature
+                        as for energy: a periodic structure relaxes in its fixed cell,
+                        minimising F, with --pull between the nearest images (lbfgs, fire)
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix and --pull need lbfgs or fire.
 )"}},

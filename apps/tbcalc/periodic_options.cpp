@@ -51,7 +51,7 @@ std::string parse_temperature(const std::string& text, double& T) {
   return "";
 }
 
-std::optional<periodic_setup> periodic_setup_for(const extxyz_comment& comment, const periodic_request& r) {
+std::optional<periodic_setup> periodic_setup_for(const extxyz_comment& comment, const periodic_request& r, int basis) {
   const bool periodic = comment.cell && comment.cell->periodic();
   const double T = r.temperature.value_or(periodic ? default_periodic_temperature : 0.0);
   if (!periodic && T == 0 && !r.grid && !r.shift) return std::nullopt;
@@ -63,10 +63,13 @@ std::optional<periodic_setup> periodic_setup_for(const extxyz_comment& comment, 
   if (const std::string fault = kpoint_grid_fault(s.settings.cell, s.grid, s.shift); !fault.empty())
     throw usage_fault(fault);
   if (!periodic && T == 0) return std::nullopt;  // a Gamma-only grid on a molecule changes nothing
-  // The k-point list itself (before any matrix): 56 bytes a point.
-  check_memory(std::uint64_t(s.grid[0]) * s.grid[1] * s.grid[2] * 56,
+  // Merging k with -k halves a grid whose shifts are whole or half steps.
+  bool halves = true;
+  for (double shift : s.shift) halves = halves && std::round(2 * shift) == 2 * shift;
+  const std::uint64_t points = std::uint64_t(s.grid[0]) * s.grid[1] * s.grid[2];
+  check_memory(periodic_storage_bytes(basis, halves ? (points + 1) / 2 : points),
                "for a " + std::to_string(s.grid[0]) + " x " + std::to_string(s.grid[1]) + " x " +
-                   std::to_string(s.grid[2]) + " k-point grid");
+                   std::to_string(s.grid[2]) + " k-point grid of " + std::to_string(basis) + " basis functions");
   s.settings.kpoints = kpoint_grid(s.settings.cell, s.grid, s.shift);
   s.settings.electronic_temperature = T;
   return s;

@@ -39,8 +39,9 @@ struct periodic_setup {
 // Nothing for a molecule with no temperature above 0 (the molecular evaluation, unchanged);
 // else the cell (none for a molecule), the grid (the requested one or the default of the
 // cell) and the temperature (the requested one or the default). Throws usage_fault for a grid
-// the cell cannot take, and out_of_memory for one whose points alone would not fit.
-std::optional<periodic_setup> periodic_setup_for(const extxyz_comment& comment, const periodic_request& r);
+// the cell cannot take, and out_of_memory, before the k-points are listed, for a grid whose
+// storage for `basis` functions would not fit.
+std::optional<periodic_setup> periodic_setup_for(const extxyz_comment& comment, const periodic_request& r, int basis);
 
 // "15 x 15 x 1" and, with a shift, " shifted by 0.5 0.5 0".
 std::string grid_text(const periodic_setup& s);
