@@ -1,0 +1,113 @@
+#include "linalg/hermitian_vectors.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+
+namespace tbrelax {
+namespace {
+
+using complex = std::complex<double>;
+
+// Clusters of the sorted eigenvalues as [begin, end) ranges, each of even size.
+std::vector<std::pair<int, int>> clusters_of(const std::vector<double>& eps2) {
+  const int n2 = int(eps2.size());
+  double scale = 1;
+  if (n2 > 0) scale = std::max({1.0, std::abs(eps2.front()), std::abs(eps2.back())});
+  const double tolerance = embedded_cluster_tolerance * scale;
+  std::vector<std::pair<int, int>> clusters;
+  for (int begin = 0; begin < n2;) {
+    int end = begin + 1;
+    while (end < n2 && (eps2[end] - eps2[end - 1] <= tolerance || (end - begin) % 2 == 1)) ++end;
+    clusters.emplace_back(begin, end);
+    begin = end;
+  }
+  return clusters;
+}
+
+// Column k of out.C from real vector j: c = x + iy.
+void take_vector(const matrix& Z, int j, int k, hermitian_result& out) {
+  const int n = out.C.rows();
+  for (int i = 0; i < n; ++i) {
+    out.C.re(i, k) = Z(i, j);
+    out.C.im(i, k) = Z(i + n, j);
+  }
+}
+
+// The m = (end - begin) / 2 vectors of a degenerate cluster, into columns begin / 2 onward.
+void orthonormal_cluster(const matrix& Z, int begin, int end, const matrix& S2, hermitian_result& out) {
+  const int n = out.C.rows(), n2 = 2 * n, count = end - begin, m = count / 2;
+  // Candidates c_j and S c_j (embedded: real parts over imaginary ones).
+  std::vector<std::vector<double>> v(count), sv(count, std::vector<double>(n2, 0.0));
+  for (int j = 0; j < count; ++j) {
+    v[j].assign(Z.col(begin + j), Z.col(begin + j) + n2);
+    for (int c = 0; c < n2; ++c) {
+      const double vc = v[j][c];
+      const double* s = S2.col(c);
+      for (int r = 0; r < n2; ++r) sv[j][r] += s[r] * vc;
+    }
+  }
+  // G_jl = c_j^H S c_l.
+  std::vector<complex> G(std::size_t(count) * count);
+  for (int j = 0; j < count; ++j)
+    for (int l = 0; l < count; ++l) {
+      double re = 0, im = 0;
+      for (int i = 0; i < n; ++i) {
+        re += v[j][i] * sv[l][i] + v[j][i + n] * sv[l][i + n];
+        im += v[j][i] * sv[l][i + n] - v[j][i + n] * sv[l][i];
+      }
+      G[j + std::size_t(l) * count] = {re, im};
+    }
+  // Pivoted Cholesky G = R^H R: R(q, j) = q_q^H S c_j, and q_k = (c_p - sum_q R(q, p) q_q) / R(k, p).
+  std::vector<complex> R(std::size_t(m) * count, 0.0);
+  std::vector<double> left(count);
+  std::vector<bool> chosen(count, false);
+  for (int j = 0; j < count; ++j) left[j] = G[j + std::size_t(j) * count].real();
+  std::vector<std::vector<complex>> q(m, std::vector<complex>(n));
+  for (int k = 0; k < m; ++k) {
+    int p = -1;
+    for (int j = 0; j < count; ++j)
+      if (!chosen[j] && (p < 0 || left[j] > left[p])) p = j;
+    chosen[p] = true;
+    const double diagonal = std::sqrt(std::max(left[p], 0.0));
+    for (int l = 0; l < count; ++l) {
+      if (chosen[l]) continue;
+      complex r = G[p + std::size_t(l) * count];
+      for (int t = 0; t < k; ++t) r -= std::conj(R[t + std::size_t(p) * m]) * R[t + std::size_t(l) * m];
+      r /= diagonal;
+      R[k + std::size_t(l) * m] = r;
+      left[l] -= std::norm(r);
+    }
+    for (int i = 0; i < n; ++i) {
+      complex c{v[p][i], v[p][i + n]};
+      for (int t = 0; t < k; ++t) c -= R[t + std::size_t(p) * m] * q[t][i];
+      q[k][i] = c / diagonal;
+    }
+    R[k + std::size_t(p) * m] = diagonal;
+    const int column = begin / 2 + k;
+    for (int i = 0; i < n; ++i) out.C.set(i, column, q[k][i]);
+  }
+}
+
+}  // namespace
+
+bool complex_from_embedding(const std::vector<double>& eps2, const matrix& Z, int columns, int vectors,
+                            const matrix& S2, hermitian_result& out) {
+  const int n = int(eps2.size()) / 2;
+  out.eps.resize(n);
+  for (int k = 0; k < n; ++k) out.eps[k] = 0.5 * (eps2[2 * k] + eps2[2 * k + 1]);
+  const auto clusters = clusters_of(eps2);
+  int needed = 0;  // real vectors: the clusters up to the one holding complex vector vectors - 1
+  for (const auto& [begin, end] : clusters)
+    if (begin < 2 * vectors) needed = end;
+  if (needed > columns) return false;
+  out.C = complex_matrix(n, needed / 2);
+  for (const auto& [begin, end] : clusters) {
+    if (begin >= needed) break;
+    if (end - begin == 2) take_vector(Z, begin, begin / 2, out);
+    else orthonormal_cluster(Z, begin, end, S2, out);
+  }
+  return true;
+}
+
+}  // namespace tbrelax
