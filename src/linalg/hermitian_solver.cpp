@@ -54,7 +54,7 @@ class embedded_solver final : public hermitian_solver {
       if (cholesky) solve_by_factor(real_vectors);
       else solve_canonical();
       const int columns = cholesky ? real_vectors : 2 * n;
-      if (complex_from_embedding(eps2_, Z_, columns, vectors, S2_, out) || columns == 2 * n) break;
+      if (complex_from_embedding(eps2_, Z_, columns, vectors, out) || columns == 2 * n) break;
       real_vectors = 2 * n;
     }
   }

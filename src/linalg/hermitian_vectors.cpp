@@ -34,30 +34,58 @@ void take_vector(const matrix& Z, int j, int k, hermitian_result& out) {
   }
 }
 
-// The m = (end - begin) / 2 vectors of a degenerate cluster, into columns begin / 2 onward.
-void orthonormal_cluster(const matrix& Z, int begin, int end, const matrix& S2, hermitian_result& out) {
-  const int n = out.C.rows(), n2 = 2 * n, count = end - begin, m = count / 2;
-  // Candidates c_j and S c_j (embedded: real parts over imaginary ones).
-  std::vector<std::vector<double>> v(count), sv(count, std::vector<double>(n2, 0.0));
-  for (int j = 0; j < count; ++j) {
-    v[j].assign(Z.col(begin + j), Z.col(begin + j) + n2);
-    for (int c = 0; c < n2; ++c) {
-      const double vc = v[j][c];
-      const double* s = S2.col(c);
-      for (int r = 0; r < n2; ++r) sv[j][r] += s[r] * vc;
-    }
-  }
-  // G_jl = c_j^H S c_l.
-  std::vector<complex> G(std::size_t(count) * count);
+// The Gram matrix G_jl = c_j^H S c_l of the candidates of a cluster, found without S: with
+// V = (v_j) the cluster's S2-orthonormal real vectors and J = [[0, -I], [I, 0]] the embedding of
+// multiplication by i, Re G = V^T S2 V = I and Im G = -V^T S2 J V = -K, where J V = V K (the
+// cluster's space is closed under J). K is found from that equation by least squares,
+// K = (V^T V)^-1 V^T J V: O(n m^2), where forming S2 V would cost O(n^2 m).
+std::vector<complex> cluster_gram(const std::vector<const double*>& v, int n) {
+  const int count = int(v.size());
+  std::vector<double> M(std::size_t(count) * count), B(std::size_t(count) * count);
   for (int j = 0; j < count; ++j)
     for (int l = 0; l < count; ++l) {
-      double re = 0, im = 0;
+      double m = 0, b = 0;
       for (int i = 0; i < n; ++i) {
-        re += v[j][i] * sv[l][i] + v[j][i + n] * sv[l][i + n];
-        im += v[j][i] * sv[l][i + n] - v[j][i + n] * sv[l][i];
+        m += v[j][i] * v[l][i] + v[j][i + n] * v[l][i + n];
+        b += v[j][i + n] * v[l][i] - v[j][i] * v[l][i + n];  // (V^T J V)_jl, J v = (-y; x)
       }
-      G[j + std::size_t(l) * count] = {re, im};
+      M[j + std::size_t(l) * count] = m;
+      B[j + std::size_t(l) * count] = b;
     }
+  // K = M^-1 B by the Cholesky factor of the symmetric positive definite M = L L^T.
+  for (int k = 0; k < count; ++k) {
+    double d = M[k + std::size_t(k) * count];
+    for (int t = 0; t < k; ++t) d -= M[k + std::size_t(t) * count] * M[k + std::size_t(t) * count];
+    d = std::sqrt(d);
+    M[k + std::size_t(k) * count] = d;
+    for (int i = k + 1; i < count; ++i) {
+      double s = M[i + std::size_t(k) * count];
+      for (int t = 0; t < k; ++t) s -= M[i + std::size_t(t) * count] * M[k + std::size_t(t) * count];
+      M[i + std::size_t(k) * count] = s / d;
+    }
+  }
+  std::vector<complex> G(std::size_t(count) * count);
+  for (int l = 0; l < count; ++l) {
+    double* x = &B[std::size_t(l) * count];
+    for (int i = 0; i < count; ++i) {
+      for (int t = 0; t < i; ++t) x[i] -= M[i + std::size_t(t) * count] * x[t];
+      x[i] /= M[i + std::size_t(i) * count];
+    }
+    for (int i = count - 1; i >= 0; --i) {
+      for (int t = i + 1; t < count; ++t) x[i] -= M[t + std::size_t(i) * count] * x[t];
+      x[i] /= M[i + std::size_t(i) * count];
+    }
+    for (int j = 0; j < count; ++j) G[j + std::size_t(l) * count] = {j == l ? 1.0 : 0.0, -x[j]};
+  }
+  return G;
+}
+
+// The m = (end - begin) / 2 vectors of a degenerate cluster, into columns begin / 2 onward.
+void orthonormal_cluster(const matrix& Z, int begin, int end, hermitian_result& out) {
+  const int n = out.C.rows(), count = end - begin, m = count / 2;
+  std::vector<const double*> v(count);
+  for (int j = 0; j < count; ++j) v[j] = Z.col(begin + j);
+  const std::vector<complex> G = cluster_gram(v, n);
   // Pivoted Cholesky G = R^H R: R(q, j) = q_q^H S c_j, and q_k = (c_p - sum_q R(q, p) q_q) / R(k, p).
   std::vector<complex> R(std::size_t(m) * count, 0.0);
   std::vector<double> left(count);
@@ -92,7 +120,7 @@ void orthonormal_cluster(const matrix& Z, int begin, int end, const matrix& S2, 
 }  // namespace
 
 bool complex_from_embedding(const std::vector<double>& eps2, const matrix& Z, int columns, int vectors,
-                            const matrix& S2, hermitian_result& out) {
+                            hermitian_result& out) {
   const int n = int(eps2.size()) / 2;
   out.eps.resize(n);
   for (int k = 0; k < n; ++k) out.eps[k] = 0.5 * (eps2[2 * k] + eps2[2 * k + 1]);
@@ -105,7 +133,7 @@ bool complex_from_embedding(const std::vector<double>& eps2, const matrix& Z, in
   for (const auto& [begin, end] : clusters) {
     if (begin >= needed) break;
     if (end - begin == 2) take_vector(Z, begin, begin / 2, out);
-    else orthonormal_cluster(Z, begin, end, S2, out);
+    else orthonormal_cluster(Z, begin, end, out);
   }
   return true;
 }

@@ -20,10 +20,10 @@ namespace tbrelax {
 inline constexpr double embedded_cluster_tolerance = 1e-10;
 
 // eps2: the 2n eigenvalues of the embedding, ascending; Z: its S2-orthonormal eigenvectors in
-// the first `columns` columns; S2 the embedded overlap. Fills out.eps (n, the mean of each pair)
+// the first `columns` columns. Fills out.eps (n, the mean of each pair)
 // and out.C with the vectors of every cluster up to the one holding complex vector
 // `vectors` - 1. False (out.C left unfinished) where that cluster reaches beyond `columns`.
 bool complex_from_embedding(const std::vector<double>& eps2, const matrix& Z, int columns, int vectors,
-                            const matrix& S2, hermitian_result& out);
+                            hermitian_result& out);
 
 }  // namespace tbrelax
