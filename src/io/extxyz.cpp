@@ -46,14 +46,18 @@ class comment_items {
       item it;
       const std::size_t start = pos_;
       std::string word = token(true);
+      const std::size_t after_word = pos_;
+      while (pos_ < line_.size() && is_blank(line_[pos_])) ++pos_;  // "key = value" too
       if (pos_ < line_.size() && line_[pos_] == '=') {
         ++pos_;
+        while (pos_ < line_.size() && is_blank(line_[pos_])) ++pos_;
         it.key = word;
         const std::size_t value_start = pos_;
         it.value = token(false);
         it.column = int(value_start) + 1;
         it.length = int(pos_ - value_start);
       } else {
+        pos_ = after_word;
         it.value = word;
         it.column = int(start) + 1;
         it.length = int(pos_ - start);

@@ -33,7 +33,7 @@ TEST(ExtxyzComment, TitleAndCellOfTheLinesThatToolsWrite) {
        "pbc=\"T T F\" graphene sheet",
        "graphene sheet", true, true, {true, true, false}},
       {"lattice=\"2.46 0 0 -1.23 2.130422493309719 0 0 0 20\" note={1 2}", "", true, true, {true, true, true}},
-      {"pbc=\"F F F\" tag=[1, 2] free", "free", true, false, {}},
+      {"pbc = \"F F F\" tag=[1, 2] free", "free", true, false, {}},
   };
   for (const row& r : rows) {
     SCOPED_TRACE(r.line);
