@@ -1,6 +1,7 @@
 #include "io/extxyz.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <fstream>

@@ -4,6 +4,7 @@
 // M - M^T with M = Y F X^T.
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "linalg/hermitian_solver.hpp"
 #include "linalg/packed_gemm.hpp"
@@ -41,6 +42,8 @@ void weighted_hermitian_sum(const complex_matrix& C, const std::vector<double>& 
 }  // namespace
 
 void hermitian_densities(const hermitian_result& r, const std::vector<double>& f, complex_matrix& P, complex_matrix& W) {
+  if (f.size() > std::size_t(r.C.cols()))
+    throw std::invalid_argument("hermitian_densities: more occupations than orbitals");
   std::size_t used = f.size();
   while (used > 0 && f[used - 1] == 0) --used;
   std::vector<double> weights(f.begin(), f.begin() + used), energies(used);

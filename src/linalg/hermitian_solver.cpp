@@ -46,9 +46,13 @@ class embedded_solver final : public hermitian_solver {
   void solve(const complex_matrix& H, const complex_matrix& S, int vectors, hermitian_result& out) override {
     const int n = H.rows();
     if (vectors < 0 || vectors > n) vectors = n;
+    if (n == 0) {
+      out = {};
+      return;
+    }
     embed(S, S2_);
     embed(H, H2_);
-    const bool cholesky = n > 0 && factor_trusted();
+    const bool cholesky = factor_trusted();
     int real_vectors = std::min(2 * n, 2 * vectors + cluster_margin);
     while (true) {
       if (cholesky) solve_by_factor(real_vectors);

@@ -42,7 +42,8 @@ std::unique_ptr<hermitian_solver> make_hermitian_solver(const std::string& name 
 void solve_hermitian(const complex_matrix& H, const complex_matrix& S, hermitian_result& out);
 
 // P = sum_n f_n c_n c_n^H and W = sum_n f_n eps_n c_n c_n^H over the columns of r.C with f_n
-// non-zero (f.size() <= r.C.cols()), both Hermitian, both triangles filled.
+// non-zero, both Hermitian, both triangles filled. More occupations than columns of r.C is
+// std::invalid_argument.
 void hermitian_densities(const hermitian_result& r, const std::vector<double>& f, complex_matrix& P, complex_matrix& W);
 
 }  // namespace tbrelax

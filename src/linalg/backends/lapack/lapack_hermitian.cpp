@@ -43,6 +43,10 @@ class lapack_hermitian_solver final : public hermitian_solver {
   void solve(const complex_matrix& H, const complex_matrix& S, int vectors, hermitian_result& out) override {
     const int n = H.rows(), one = 1;
     if (vectors < 0 || vectors > n) vectors = n;
+    if (n == 0) {
+      out = {};
+      return;
+    }
     lapack::match_blas_threads(n);
     int info = 0;
     interleave_upper(S, U_);
