@@ -28,7 +28,9 @@ namespace {
 
 using clock_type = std::chrono::steady_clock;
 
-double seconds(clock_type::time_point start) { return std::chrono::duration<double>(clock_type::now() - start).count(); }
+double seconds(clock_type::time_point start) {
+  return std::chrono::duration<double>(clock_type::now() - start).count();
+}
 
 double median(std::vector<double> v) {
   std::sort(v.begin(), v.end());
@@ -76,7 +78,8 @@ int main(int argc, char** argv) {
   std::vector<double> f(occupied, 2.0);
   if (c.el_count % 2) f.back() = 1.0;
 
-  std::printf("%s, n = %d, %d occupied orbitals; median seconds of %d solves\n", m.formula.c_str(), n, occupied, repeats);
+  std::printf("%s, n = %d, %d occupied orbitals; median seconds of %d solves\n", m.formula.c_str(), n, occupied,
+              repeats);
   for (const std::string& name : names) {
     auto real_solver = make_solver(name);
     auto complex_solver = make_hermitian_solver(name);

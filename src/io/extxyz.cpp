@@ -209,10 +209,13 @@ extxyz_comment parse_extxyz_comment(const std::string& comment, const std::strin
     cell.pbc = {true, true, true};
   }
   if (pbc != items.end()) cell.pbc = pbc_of(*pbc, reader);
-  const item& blamed = lattice != items.end() ? *lattice : *pbc;
-  if (lattice == items.end() && cell.periodic())
-    throw input_rejected("pbc marks a periodic axis but the line gives no Lattice", reader.at(blamed.column, blamed.length));
-  if (lattice != items.end() || pbc != items.end()) check_periodic_vectors(cell, reader.at(blamed.column, blamed.length));
+  if (lattice != items.end() || pbc != items.end()) {
+    const item& blamed = lattice != items.end() ? *lattice : *pbc;
+    const source_location where = reader.at(blamed.column, blamed.length);
+    if (lattice == items.end() && cell.periodic())
+      throw input_rejected("pbc marks a periodic axis but the line gives no Lattice", where);
+    check_periodic_vectors(cell, where);
+  }
   if (lattice != items.end()) out.cell = cell;
 
   if (const auto title = named("title"); title != items.end()) {

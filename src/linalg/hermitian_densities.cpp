@@ -41,7 +41,8 @@ void weighted_hermitian_sum(const complex_matrix& C, const std::vector<double>& 
 
 }  // namespace
 
-void hermitian_densities(const hermitian_result& r, const std::vector<double>& f, complex_matrix& P, complex_matrix& W) {
+void hermitian_densities(const hermitian_result& r, const std::vector<double>& f, complex_matrix& P,
+                         complex_matrix& W) {
   if (f.size() > std::size_t(r.C.cols()))
     throw std::invalid_argument("hermitian_densities: more occupations than orbitals");
   std::size_t used = f.size();

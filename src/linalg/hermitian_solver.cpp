@@ -89,7 +89,8 @@ class embedded_solver final : public hermitian_solver {
       throw numerical_error("the overlap matrix of a k-point is not positive definite (eigenvalue " +
                             std::to_string(negatives.front().value) + "): atoms or images too close");
     for (double e : eps2_)
-      if (!std::isfinite(e)) throw numerical_error("the overlap matrix of a k-point is singular: atoms or images too close");
+      if (!std::isfinite(e))
+        throw numerical_error("the overlap matrix of a k-point is singular: atoms or images too close");
   }
 
   matrix S2_, H2_, U_, A_, Z_;

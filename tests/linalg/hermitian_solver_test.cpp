@@ -127,7 +127,8 @@ TEST(HermitianSolver, OverlapThatIsNotPositiveDefiniteIsANumericalError) {
     solve_hermitian(p.H, p.S, out);
     ADD_FAILURE() << "accepted";
   } catch (const numerical_error& e) {
-    EXPECT_NE(std::string(e.what()).find("the overlap matrix of a k-point is not positive definite"), std::string::npos);
+    EXPECT_NE(std::string(e.what()).find("the overlap matrix of a k-point is not positive definite"),
+              std::string::npos);
   }
 }
 
