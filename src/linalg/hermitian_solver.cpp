@@ -55,10 +55,9 @@ class embedded_solver final : public hermitian_solver {
     const bool cholesky = factor_trusted();
     int real_vectors = std::min(2 * n, 2 * vectors + cluster_margin);
     while (true) {
-      if (cholesky) solve_by_factor(real_vectors);
+      if (cholesky) solve_by_factor(real_vectors, vectors);
       else solve_canonical();
-      const int columns = cholesky ? real_vectors : 2 * n;
-      if (complex_from_embedding(eps2_, Z_, columns, vectors, out) || columns == 2 * n) break;
+      if (complex_from_embedding(eps2_, Z_, columns_, vectors, out) || real_vectors == 2 * n || !cholesky) break;
       real_vectors = 2 * n;
     }
   }
@@ -73,13 +72,16 @@ class embedded_solver final : public hermitian_solver {
            }).trusted;
   }
 
-  void solve_by_factor(int real_vectors) {
+  // Only the real vectors the complex ones are made from are transformed back: one of the two
+  // of each lone level, which halves the back-transformation and the back substitution.
+  void solve_by_factor(int real_vectors, int vectors) {
     const int n2 = S2_.rows();
     reduce_to_standard_form(U_, H2_, A_);
     eps2_.resize(n2);
-    if (!subset_eigensolver(A_, real_vectors, eps2_.data(), Z_, eigen_, reduction_for_order(n2)))
+    const auto keep = [&](const double*) { return columns_ = embedded_columns(eps2_, real_vectors, vectors); };
+    if (!subset_eigensolver(A_, real_vectors, eps2_.data(), Z_, eigen_, reduction_for_order(n2), keep))
       throw numerical_error("the eigensolver did not converge at a k-point");
-    solve_upper(U_, Z_.data(), n2, real_vectors);
+    solve_upper(U_, Z_.data(), n2, int(columns_.size()));
   }
 
   void solve_canonical() {
@@ -88,6 +90,8 @@ class embedded_solver final : public hermitian_solver {
     if (!negatives.empty())
       throw numerical_error("the overlap matrix of a k-point is not positive definite (eigenvalue " +
                             std::to_string(negatives.front().value) + "): atoms or images too close");
+    columns_.resize(eps2_.size());
+    for (std::size_t j = 0; j < columns_.size(); ++j) columns_[j] = int(j);
     for (double e : eps2_)
       if (!std::isfinite(e))
         throw numerical_error("the overlap matrix of a k-point is singular: atoms or images too close");
@@ -95,6 +99,7 @@ class embedded_solver final : public hermitian_solver {
 
   matrix S2_, H2_, U_, A_, Z_;
   std::vector<double> pivots_, eps2_;
+  std::vector<int> columns_;  // the eigenvector held in each column of Z_
   subset_eigen_workspace eigen_;
   orthogonalisation_workspace canonical_;
 };

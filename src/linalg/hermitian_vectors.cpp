@@ -80,11 +80,12 @@ std::vector<complex> cluster_gram(const std::vector<const double*>& v, int n) {
   return G;
 }
 
-// The m = (end - begin) / 2 vectors of a degenerate cluster, into columns begin / 2 onward.
-void orthonormal_cluster(const matrix& Z, int begin, int end, hermitian_result& out) {
-  const int n = out.C.rows(), count = end - begin, m = count / 2;
+// The m vectors of a degenerate cluster from its 2m real ones (columns `at` of Z), into
+// columns first onward.
+void orthonormal_cluster(const matrix& Z, const std::vector<int>& at, int first, hermitian_result& out) {
+  const int n = out.C.rows(), count = int(at.size()), m = count / 2;
   std::vector<const double*> v(count);
-  for (int j = 0; j < count; ++j) v[j] = Z.col(begin + j);
+  for (int j = 0; j < count; ++j) v[j] = Z.col(at[j]);
   const std::vector<complex> G = cluster_gram(v, n);
   // Pivoted Cholesky G = R^H R: R(q, j) = q_q^H S c_j, and q_k = (c_p - sum_q R(q, p) q_q) / R(k, p).
   std::vector<complex> R(std::size_t(m) * count, 0.0);
@@ -112,28 +113,57 @@ void orthonormal_cluster(const matrix& Z, int begin, int end, hermitian_result& 
       q[k][i] = c / diagonal;
     }
     R[k + std::size_t(p) * m] = diagonal;
-    const int column = begin / 2 + k;
+    const int column = first + k;
     for (int i = 0; i < n; ++i) out.C.set(i, column, q[k][i]);
   }
 }
 
+// The end of the real vectors needed for `vectors` complex ones: the cluster holding the last.
+int needed_end(const std::vector<std::pair<int, int>>& clusters, int vectors) {
+  int needed = 0;
+  for (const auto& [begin, end] : clusters)
+    if (begin < 2 * vectors) needed = end;
+  return needed;
+}
+
 }  // namespace
 
-bool complex_from_embedding(const std::vector<double>& eps2, const matrix& Z, int columns, int vectors,
-                            hermitian_result& out) {
+std::vector<int> embedded_columns(const std::vector<double>& eps2, int computed, int vectors) {
+  const auto clusters = clusters_of(eps2);
+  std::vector<int> columns;
+  if (needed_end(clusters, vectors) > computed) {
+    for (int j = 0; j < computed; ++j) columns.push_back(j);
+    return columns;
+  }
+  for (const auto& [begin, end] : clusters) {
+    if (begin >= 2 * vectors) break;
+    for (int j = begin; j < (end - begin == 2 ? begin + 1 : end); ++j) columns.push_back(j);
+  }
+  return columns;
+}
+
+bool complex_from_embedding(const std::vector<double>& eps2, const matrix& Z, const std::vector<int>& columns,
+                            int vectors, hermitian_result& out) {
   const int n = int(eps2.size()) / 2;
   out.eps.resize(n);
   for (int k = 0; k < n; ++k) out.eps[k] = 0.5 * (eps2[2 * k] + eps2[2 * k + 1]);
   const auto clusters = clusters_of(eps2);
-  int needed = 0;  // real vectors: the clusters up to the one holding complex vector vectors - 1
-  for (const auto& [begin, end] : clusters)
-    if (begin < 2 * vectors) needed = end;
-  if (needed > columns) return false;
+  const int needed = needed_end(clusters, vectors);
+  std::vector<int> position(2 * n, -1);
+  for (std::size_t p = 0; p < columns.size(); ++p) position[columns[p]] = int(p);
   out.C = complex_matrix(n, needed / 2);
   for (const auto& [begin, end] : clusters) {
     if (begin >= needed) break;
-    if (end - begin == 2) take_vector(Z, begin, begin / 2, out);
-    else orthonormal_cluster(Z, begin, end, out);
+    if (end - begin == 2) {
+      const int p = position[begin] >= 0 ? position[begin] : position[begin + 1];
+      if (p < 0) return false;
+      take_vector(Z, p, begin / 2, out);
+      continue;
+    }
+    std::vector<int> at(end - begin);
+    for (int j = begin; j < end; ++j)
+      if ((at[j - begin] = position[j]) < 0) return false;
+    orthonormal_cluster(Z, at, begin / 2, out);
   }
   return true;
 }

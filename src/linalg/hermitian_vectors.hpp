@@ -19,11 +19,17 @@ namespace tbrelax {
 // complex eigenvalue, far below any splitting that matters.
 inline constexpr double embedded_cluster_tolerance = 1e-10;
 
-// eps2: the 2n eigenvalues of the embedding, ascending; Z: its S2-orthonormal eigenvectors in
-// the first `columns` columns. Fills out.eps (n, the mean of each pair)
-// and out.C with the vectors of every cluster up to the one holding complex vector
-// `vectors` - 1. False (out.C left unfinished) where that cluster reaches beyond `columns`.
-bool complex_from_embedding(const std::vector<double>& eps2, const matrix& Z, int columns, int vectors,
-                            hermitian_result& out);
+// The real eigenvectors that the complex vectors of every cluster up to the one holding complex
+// vector `vectors` - 1 are made from, by index, ascending: one of the two of a lone level (a
+// single complex level needs one), all of a degenerate cluster. Where that reaches beyond the
+// `computed` lowest ones, all of those.
+std::vector<int> embedded_columns(const std::vector<double>& eps2, int computed, int vectors);
+
+// eps2: the 2n eigenvalues of the embedding, ascending; column p of Z its S2-orthonormal
+// eigenvector columns[p]. Fills out.eps (n, the mean of each pair) and out.C with the vectors of
+// every cluster up to the one holding complex vector `vectors` - 1. False (out.C unfinished)
+// where the columns lack a vector that needs.
+bool complex_from_embedding(const std::vector<double>& eps2, const matrix& Z, const std::vector<int>& columns,
+                            int vectors, hermitian_result& out);
 
 }  // namespace tbrelax

@@ -57,8 +57,8 @@ double largest(const complex_matrix& A) {
   return m;
 }
 
-// Eigenvalues, residuals |H c - eps S c| and C^H S C = I with degenerate levels (a threefold
-// one, pairs) inside and at the edge of the vectors asked for, complex and real input, on
+// Eigenvalues, residuals |H c - eps S c| and C^H S C = I with degenerate levels (threefold,
+// tenfold, pairs) inside and at the edge of the vectors asked for, complex and real input, on
 // every solver of the build; the real electronic solver agrees on real input.
 TEST(HermitianSolver, EigenpairsOfKnownSpectra) {
   struct row {
@@ -69,7 +69,9 @@ TEST(HermitianSolver, EigenpairsOfKnownSpectra) {
   const row rows[] = {{{-2, -1, 0.5, 0.5, 0.5, 1, 3, 3}, -1, true},
                       {{-2, -1, 0.5, 0.5, 0.5, 1, 3, 3}, 3, true},
                       {{-5, -5, -1, 0, 2, 2, 2, 2, 7, 9}, 5, false},
-                      {{-0.3, 0.1, 0.2, 0.4, 1.1, 2.5}, 2, true}};
+                      {{-0.3, 0.1, 0.2, 0.4, 1.1, 2.5}, 2, true},
+                      // a tenfold level reaching past the vectors solved for at first: solved again
+                      {{-1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3}, 2, true}};
   for (const char* name : {"own", "lapack"}) {
     auto solver = make_hermitian_solver(name);
     if (!solver) continue;
