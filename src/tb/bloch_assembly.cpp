@@ -77,4 +77,40 @@ void bloch_matrices(const common_var& c, const param& par, const std::vector<lat
   }
 }
 
+void bloch_matrices(const common_var& c, const param& par, const std::vector<lattice_term>& terms,
+                    const std::vector<pair_block>& blocks, const kpoint& k, complex_matrix& S, complex_matrix& H) {
+  const std::vector<int> offset = basis_offsets(c);
+  const int n = c.wfunc_count;
+  for (complex_matrix* M : {&S, &H}) {
+    if (M->rows() != n) *M = complex_matrix(n);
+    M->re.fill(0.0);
+    M->im.fill(0.0);
+  }
+  for (int a = 0; a < c.at_count; ++a) {
+    pair_block own{};
+    own_block(c.at_type[a], par, own);
+    for (int mu = 0; mu < basis_size_of(c.at_type[a]); ++mu) {
+      S.re(offset[a] + mu, offset[a] + mu) += own.s[mu][mu];
+      H.re(offset[a] + mu, offset[a] + mu) += own.h[mu][mu];
+    }
+  }
+  const phase_table phases(k, terms);
+  for (std::size_t t = 0; t < terms.size(); ++t) {
+    const lattice_term& term = terms[t];
+    const std::complex<double> phase = phases(term.n);
+    const double cs = phase.real(), sn = phase.imag();
+    const int na = basis_size_of(c.at_type[term.a]), nb = basis_size_of(c.at_type[term.b]);
+    // Block (a, b) takes exp(i k.T) B, block (b, a) its Hermitian transpose.
+    for (int mu = 0; mu < na; ++mu)
+      for (int nu = 0; nu < nb; ++nu) {
+        const int i = offset[term.a] + mu, j = offset[term.b] + nu;
+        const double s = blocks[t].s[mu][nu], h = blocks[t].h[mu][nu];
+        S.re(i, j) += cs * s, S.im(i, j) += sn * s;
+        H.re(i, j) += cs * h, H.im(i, j) += sn * h;
+        S.re(j, i) += cs * s, S.im(j, i) -= sn * s;
+        H.re(j, i) += cs * h, H.im(j, i) -= sn * h;
+      }
+  }
+}
+
 }  // namespace tbrelax

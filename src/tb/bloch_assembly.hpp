@@ -6,6 +6,7 @@
 #include <complex>
 #include <vector>
 
+#include "linalg/complex_matrix.hpp"
 #include "linalg/matrix.hpp"
 #include "state/common_var.hpp"
 #include "state/param.hpp"
@@ -39,5 +40,9 @@ std::vector<pair_block> lattice_blocks(const common_var& c, const param& par, co
 void bloch_matrices(const common_var& c, const param& par, const std::vector<lattice_term>& terms,
                     const std::vector<pair_block>& blocks, const kpoint& k, bool embedded, matrix& S,
                     matrix& H);
+
+// The Hermitian S(k) and H(k), n x n, real and imaginary parts apart.
+void bloch_matrices(const common_var& c, const param& par, const std::vector<lattice_term>& terms,
+                    const std::vector<pair_block>& blocks, const kpoint& k, complex_matrix& S, complex_matrix& H);
 
 }  // namespace tbrelax

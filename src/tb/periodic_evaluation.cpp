@@ -40,29 +40,22 @@ void refuse_negative_overlap(const std::vector<negative_overlap>& negatives, con
 // Solves the Bloch problem at one k-point: band energies ascending and the eigenvectors (real
 // at Gamma, in C.re alone; complex elsewhere, by the Hermitian solver).
 void solve_kpoint(const common_var& c, const param& par, const std::vector<lattice_term>& terms,
-                  const std::vector<pair_block>& blocks, const kpoint& k, std::vector<double>& bands,
-                  complex_matrix& C) {
-  const bool embedded = !at_gamma(k);
-  matrix S, H;
-  bloch_matrices(c, par, terms, blocks, k, embedded, S, H);
-  if (!embedded) {
+                  const std::vector<pair_block>& blocks, const kpoint& k, hermitian_solver& solver,
+                  std::vector<double>& bands, complex_matrix& C) {
+  if (at_gamma(k)) {
+    matrix S, H;
+    bloch_matrices(c, par, terms, blocks, k, false, S, H);
     std::vector<negative_overlap> negatives;
     orthogonalisation_workspace workspace;
     enonort(bands, H, S, C.re, negatives, nullptr, &workspace);
     refuse_negative_overlap(negatives, k);
     return;
   }
-  // The Hermitian matrices from the embedding's left blocks: Re above, Im below.
-  const int n = c.wfunc_count;
-  complex_matrix Hk(n), Sk(n);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i) {
-      Hk.re(i, j) = H(i, j), Hk.im(i, j) = H(i + n, j);
-      Sk.re(i, j) = S(i, j), Sk.im(i, j) = S(i + n, j);
-    }
+  complex_matrix S, H;
+  bloch_matrices(c, par, terms, blocks, k, S, H);
   hermitian_result result;
   try {
-    make_hermitian_solver()->solve(Hk, Sk, n, result);
+    solver.solve(H, S, c.wfunc_count, result);
   } catch (const numerical_error& e) {
     throw numerical_error(std::string(e.what()) + " at k = (" + std::to_string(k.k[0]) + ", " +
                           std::to_string(k.k[1]) + ", " + std::to_string(k.k[2]) + ") 1/A");
@@ -183,13 +176,18 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
     std::vector<complex_matrix> vectors(nk);
     out.eps.resize(nk);
     std::exception_ptr failure;
-#pragma omp parallel for schedule(dynamic, 1) if (nk > 1)
-    for (std::size_t k = 0; k < nk; ++k) {
-      try {
-        solve_kpoint(c, par, terms, blocks, kpoints[k], out.eps[k], vectors[k]);
-      } catch (...) {
+#pragma omp parallel if (nk > 1)
+    {
+      // One solver per thread, keeping its storage from one k-point to the next.
+      const std::unique_ptr<hermitian_solver> solver_k = make_hermitian_solver();
+#pragma omp for schedule(dynamic, 1)
+      for (std::size_t k = 0; k < nk; ++k) {
+        try {
+          solve_kpoint(c, par, terms, blocks, kpoints[k], *solver_k, out.eps[k], vectors[k]);
+        } catch (...) {
 #pragma omp critical(periodic_failure)
-        if (!failure) failure = std::current_exception();
+          if (!failure) failure = std::current_exception();
+        }
       }
     }
     if (failure) std::rethrow_exception(failure);
