@@ -50,14 +50,28 @@ struct command_text {
 
 const std::map<std::string, command_text, std::less<>> commands = {
     {"energy",
-     {command::energy, "Usage: tbcalc energy [--json] [--distributed [--block NB]] FILE...\n", R"(
+     {command::energy,
+      "Usage: tbcalc energy [--json] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
+      "                     [--electronic-temperature T] [--distributed [--block NB]] FILE...\n",
+      R"(
 One evaluation of the model at the geometry in each FILE: the total energy E and the binding
 energy per atom (eV), the HOMO and LUMO energies and their gap (eV), the total, electronic
 and repulsive force on every atom (eV/Å), the Mulliken charges (e) and the dipole moment of
 those charges (D).
 
+An extended XYZ FILE with a Lattice and pbc is a periodic structure (a chain, a sheet or a
+crystal): its report gives E, the free energy F = E - T S and E0 = (E + F)/2 per cell, the
+Fermi level, the band gap over the k-points, forces and charges (no dipole).
+
 Options:
       --json             print the results as one JSON document
+      --kpoints N1,N2,N3 Gamma-centred k-point grid (default: 0.2/Å spacing; 1 on axes that
+                         are not periodic)
+      --kpoint-shift S1,S2,S3
+                         shift the grid by S_i grid steps (0.5 on an even axis: Monkhorst-Pack)
+      --electronic-temperature T
+                         Fermi-Dirac occupations at T kelvin (default 300 for periodic
+                         structures, 0 for molecules: the model's own filling)
       --distributed      one FILE's matrices spread over the ranks of an MPI job (ELPA)
       --block NB         --distributed: blocks of NB x NB dealt over the ranks (default 64)
       --tbrelax-symbols  only the first character of an element symbol counts
@@ -95,7 +109,8 @@ Options:
      {command::relax,
       "Usage: tbcalc relax [--json] [--method M] [--fmax F] [--max-steps N] [--fix LIST] [--pull A,B,F]...\n"
       "                    [--no-verify] [--verify-threshold NU] [--escape-step D]\n"
-      "                    [-o OUT] [--trajectory OUT] [--distributed [--block NB]] FILE...\n",
+      "                    [-o OUT] [--trajectory OUT] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
+      "                    [--electronic-temperature T] [--distributed [--block NB]] FILE...\n",
       R"(
 Relaxes each FILE without pausing. One progress line per optimiser step (per block of 20 moves
 for sd) goes to standard error; the relaxed geometry is written as extended XYZ with its energy
@@ -126,6 +141,9 @@ Options:
       --distributed     one FILE's matrices spread over the ranks of an MPI job (ELPA)
       --block NB        --distributed: blocks of NB x NB dealt over the ranks (default 64)
       --tbrelax-symbols only the first character of an element symbol counts
+      --kpoints, --kpoint-shift, --electronic-temperature
+                        as for energy: a periodic structure relaxes in its fixed cell,
+                        minimising F, with --pull between the nearest images (lbfgs, fire)
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix, --pull, --verify-threshold and
 --escape-step need plbfgs, lbfgs or fire; sd never checks its end point.
@@ -316,6 +334,14 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       const std::string fault = parse_count(v, o.block);
       return fault.empty() && o.block < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
     };
+  if (o.cmd != command::freq) {
+    periodic_request& p = o.periodic;
+    valued["--kpoints"] = [&p](const std::string& v) { return parse_grid(v, p.grid.emplace()); };
+    valued["--kpoint-shift"] = [&p](const std::string& v) { return parse_shift(v, p.shift.emplace()); };
+    valued["--electronic-temperature"] = [&p](const std::string& v) {
+      return parse_temperature(v, p.temperature.emplace());
+    };
+  }
   if (o.cmd == command::relax) {
     valued["-o"] = valued["--output"] = file_into(o.output);
     valued["--trajectory"] = file_into(o.trajectory);
@@ -409,6 +435,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     if (!distributed_step_built())
       return usage_error("--distributed needs a build with ELPA (TBRELAX_ELPA=ON)", text.usage, hint);
     if (o.files.size() > 1) return usage_error("--distributed takes one FILE only", text.usage, hint);
+    if (o.periodic.grid || o.periodic.shift || o.periodic.temperature)
+      return usage_error("--distributed works with molecules at zero electronic temperature only", text.usage, hint);
   } else if (o.block != default_distributed_block) {
     return usage_error("--block needs --distributed", text.usage, hint);
   }

@@ -12,6 +12,7 @@
 #include "optimize/relaxed_scan.hpp"
 #include "optimize/saddle_search.hpp"
 #include "parallel/distributed_evaluation.hpp"
+#include "periodic_options.hpp"
 
 namespace tbrelax::tbcalc {
 
@@ -41,6 +42,7 @@ struct options {
   bool band_ts = false;    // path: converge the climbing image to a saddle point
   irc_settings irc;        // irc: the path's step and the relaxation of its ends
   std::string irc_start, irc_end;  // irc: the minima the ends should match ("" for none)
+  periodic_request periodic;  // energy, relax: k-points and electronic temperature
 };
 
 // What the command line asks for: a run, or text to print and a status to end with.

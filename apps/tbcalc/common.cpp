@@ -29,7 +29,7 @@ class located_error final : public tb_error {
 calculation::calculation(std::ostream& err) : con(err, no_keyboard, /*pauses=*/false) { read_param(par, drv, c); }
 
 void calculation::read(const std::string& path, bool tbrelax_symbols, bool hessian) {
-  read_structure(c, par, drv, path, con.screen(), !tbrelax_symbols);
+  comment = read_structure(c, par, drv, path, con.screen(), !tbrelax_symbols);
   // A distributed step checks the memory of its own part.
   if (!model.distributed) check_memory_for(c, hessian);
 }

@@ -10,6 +10,7 @@
 #include "../signals/interruption.hpp"
 #include "cli.hpp"
 #include "io/console.hpp"
+#include "io/extxyz.hpp"
 #include "io/json_writer.hpp"
 #include "linalg/electronic_solver.hpp"
 #include "parallel/work_sharing.hpp"
@@ -31,6 +32,7 @@ struct calculation {
   void read(const std::string& path, bool tbrelax_symbols = false, bool hessian = false);
 
   common_var c;
+  extxyz_comment comment;  // the title and cell of an extended-XYZ comment line
   param par;
   drive drv;
   std::istringstream no_keyboard;

@@ -7,7 +7,9 @@
 #include "commands.hpp"
 #include "common.hpp"
 #include "driver/evaluation.hpp"
+#include "driver/periodic_relaxation.hpp"
 #include "io/wri_crd.hpp"
+#include "periodic_report.hpp"
 #include "state/element.hpp"
 #include "tb/charges.hpp"
 
@@ -123,6 +125,15 @@ int run_energy(const options& o, work_sharing& group, std::ostream& out, std::os
     calc.model.distributed = distributed.get();
     calc.read(path, o.tbrelax_symbols);
     common_var& c = calc.c;
+    if (const std::optional<periodic_setup> setup = periodic_setup_for(calc.comment, o.periodic, calc.c, calc.par)) {
+      if (calc.model.interruption_check) calc.model.interruption_check();
+      const periodic_evaluation p = evaluate_periodic_finite(c, calc.par, setup->settings, *calc.solver);
+      if (o.json)
+        periodic_json_report(json, path, c, *setup, p);
+      else
+        periodic_human_report(text, path, c, *setup, p);
+      return;
+    }
     energy_result r;
     r.E = evaluate_finite(c, calc.model, &r.details);
     r.frontier = find_frontier_orbitals(c.el_count, c.wfunc_count);

@@ -201,7 +201,13 @@ int run_freq(const options& o, work_sharing& group, std::ostream& out, std::ostr
   const file_work one_file = [&](const std::string& path, std::ostream& warnings, std::ostream& text, json_writer& json) {
     calculation calc(warnings);
     const auto study = study_vibrations(calc.c, calc.model, o.thermo, hessian_group,
-                                        [&] { calc.read(path, o.tbrelax_symbols, /*hessian=*/true); });
+                                        [&] {
+                                          calc.read(path, o.tbrelax_symbols, /*hessian=*/true);
+                                          // The vibrations of a free molecule only: a lattice's phonons are not.
+                                          if (calc.comment.cell && calc.comment.cell->periodic())
+                                            throw input_rejected("freq treats molecules only; this file gives a "
+                                                                 "periodic cell");
+                                        });
     if (!study) return;  // a rank that computed rows only
     const common_var& c = calc.c;
     const vibrational_analysis& modes = study->modes;

@@ -14,6 +14,8 @@
 #include "io/wri_crd.hpp"
 #include "io/xyz_trajectory.hpp"
 #include "optimize/optimiser_run.hpp"
+#include "driver/periodic_relaxation.hpp"
+#include "periodic_report.hpp"
 #include "state/element.hpp"
 
 namespace tbrelax::tbcalc {
@@ -33,8 +35,9 @@ xyz_info energy_info(const common_var& c, double E) {
 // reaches, from the input (step=0) to the relaxed one.
 class batch_observer final : public relaxation_observer {
  public:
-  batch_observer(const std::string& path, std::ostream& progress, xyz_trajectory* trajectory, bool blocks)
-      : path_(path), progress_(progress), trajectory_(trajectory), blocks_(blocks) {}
+  batch_observer(const std::string& path, std::ostream& progress, xyz_trajectory* trajectory, bool blocks,
+                 std::optional<periodic_cell> cell = std::nullopt)
+      : path_(path), progress_(progress), trajectory_(trajectory), blocks_(blocks), cell_(std::move(cell)) {}
 
   void block_started(int block, const common_var& c, double E) override { frame(blocks_ ? block : block - 1, c, E); }
 
@@ -53,6 +56,14 @@ class batch_observer final : public relaxation_observer {
 
   void frame(int label, const common_var& c, double E) {
     if (!trajectory_ || label == last_frame_) return;  // a step that found no move repeats its start
+    if (cell_) {
+      // A periodic structure's frames carry the free energy F that the optimiser minimises.
+      xyz_info info{{"free_energy", full_precision(E)}, {unit(), std::to_string(label)}};
+      if (const std::string title = quoted_title(c); !title.empty()) info.emplace_back("title", title);
+      trajectory_->append(xyz_frame(c, info, cell_));
+      last_frame_ = label;
+      return;
+    }
     xyz_info info = energy_info(c, E);
     info.insert(info.begin() + 2, {unit(), std::to_string(label)});
     trajectory_->append(xyz_frame(c, info));
@@ -63,19 +74,9 @@ class batch_observer final : public relaxation_observer {
   std::ostream& progress_;
   xyz_trajectory* trajectory_;
   bool blocks_;  // steepest descent's blocks, or an optimiser's steps
+  std::optional<periodic_cell> cell_;  // frames with a Lattice and pbc
   int steps_ = 0;
   int last_frame_ = -1;
-};
-
-struct relaxed {
-  std::string output;
-  int blocks = 0;  // steepest descent only
-  int steps = 0;
-  std::int64_t evaluations = 0;
-  bool converged = true;
-  double E = 0;  // at the relaxed geometry
-  largest_force largest;
-  minimum_check_outcome check;  // not performed for sd, --no-verify or a relaxation that did not converge
 };
 
 std::string default_output(const std::string& input) {
@@ -83,8 +84,53 @@ std::string default_output(const std::string& input) {
   return (p.parent_path() / (p.stem().string() + ".relaxed.xyz")).string();
 }
 
+struct relaxed {
+  std::string output;
+  int blocks = 0;  // steepest descent only
+  int steps = 0;
+  std::int64_t evaluations = 0;
+  bool converged = true;
+  double E = 0;  // at the relaxed geometry (periodic: the free energy F)
+  largest_force largest;
+  std::optional<periodic_setup> setup;  // the periodic model's settings where it was used
+  periodic_evaluation last;             // and its evaluation at the relaxed geometry
+  minimum_check_outcome check;  // not performed for sd, --no-verify, a periodic relaxation or one that did not converge
+};
+
+// A periodic structure (or a molecule at an electronic temperature) relaxed in its fixed cell
+// by L-BFGS or FIRE, minimising F.
+relaxed relax_periodic(calculation& calc, const std::string& path, const options& o, std::ostream& err,
+                       const periodic_setup& setup) {
+  common_var& c = calc.c;
+  if (o.method == "sd") throw usage_fault("--method sd works with molecules at zero electronic temperature only");
+  if (const std::string fault = constraint_fault(o.optimiser.limits, c.at_count); !fault.empty())
+    throw usage_fault(fault);
+  const std::optional<periodic_cell> cell = setup.periodic ? std::optional(setup.settings.cell) : std::nullopt;
+  std::optional<xyz_trajectory> trajectory;
+  if (!o.trajectory.empty() && o.writes_files) trajectory.emplace(o.trajectory);
+  batch_observer observer(path, err, trajectory ? &*trajectory : nullptr, false, cell);
+  const periodic_model model{calc.par, *calc.solver, setup.settings, signals::check_interruption};
+  const periodic_relaxation_result run = run_periodic_optimiser(c, model, o.optimiser, observer);
+  relaxed r;
+  r.output = o.output.empty() ? default_output(path) : o.output;
+  r.steps = run.run.steps;
+  r.evaluations = run.run.evaluations;
+  r.converged = run.run.reason == stop_reason::converged;
+  r.E = run.run.E;
+  r.largest = find_largest_force(c);
+  r.setup = setup;
+  r.last = run.last;
+  // ASE's convention: energy is E0, free_energy is F.
+  xyz_info info{{"energy", full_precision(run.last.energy_zero)}, {"free_energy", full_precision(run.last.free_energy)}};
+  if (const std::string title = quoted_title(c); !title.empty()) info.emplace_back("title", title);
+  if (o.writes_files) replace_file(r.output, xyz_frame(c, info, cell));
+  return r;
+}
+
 relaxed relax_file(calculation& calc, const std::string& path, const options& o, std::ostream& err) {
   calc.read(path, o.tbrelax_symbols);
+  if (const std::optional<periodic_setup> setup = periodic_setup_for(calc.comment, o.periodic, calc.c, calc.par))
+    return relax_periodic(calc, path, o, err, *setup);
   common_var& c = calc.c;
   const bool sd = o.method == "sd";
   if (!sd)
@@ -130,8 +176,21 @@ void human_report(std::ostream& out, const std::string& path, const common_var& 
     out << "relaxed by " << o.method << " in " << plural(r.steps, "step");
   else
     out << o.method << " stopped after " << plural(r.steps, "step") << " above fmax " << o.optimiser.stop.fmax << " eV/Å";
-  out << " (" << plural(r.evaluations, "evaluation") << "), written to " << r.output << '\n'
-      << "  energy E                " << energy_text(r.E) << " eV\n"
+  out << " (" << plural(r.evaluations, "evaluation") << "), written to " << r.output << '\n';
+  if (r.setup) {
+    out << "  cell                    " << cell_text(*r.setup) << '\n'
+        << "  k-points                " << grid_text(*r.setup) << " (" << r.setup->settings.kpoints.size() << ")\n"
+        << "  electronic temperature  " << r.setup->settings.electronic_temperature << " K\n"
+        << "  energy E                " << energy_text(r.last.energy) << " eV\n"
+        << "  free energy F           " << energy_text(r.last.free_energy) << " eV\n"
+        << "  energy E0               " << energy_text(r.last.energy_zero) << " eV\n"
+        << "  binding energy per atom " << energy_text(binding_energy_per_atom(r.last.energy, c.at_count)) << " eV\n"
+        << "  largest force            " << largest << '\n';
+    if (r.last.degenerate_edge) out << "  warning: " << degenerate_edge_warning << '\n';
+    out << std::flush;
+    return;
+  }
+  out << "  energy E                " << energy_text(r.E) << " eV\n"
       << "  binding energy per atom " << energy_text(binding_energy_per_atom(r.E, c.at_count)) << " eV\n"
       << "  largest force            " << largest << '\n';
   if (r.check.performed) {
@@ -176,8 +235,12 @@ void json_result(json_writer& json, const std::string& path, const common_var& c
   }
   json.key("escapes").value(k.escapes);
   json.key("check_evaluations").value(k.evaluations);
-  json.key("energy").value(r.E);
-  json.key("binding_energy").value(binding_energy_per_atom(r.E, c.at_count));
+  if (r.setup) {
+    periodic_energy_members(json, c, *r.setup, r.last);
+  } else {
+    json.key("energy").value(r.E);
+    json.key("binding_energy").value(binding_energy_per_atom(r.E, c.at_count));
+  }
   json.key("largest_force").begin_object();
   json.key("atom").value(r.largest.atom + 1);
   json.key("magnitude").value(r.largest.magnitude);

@@ -4,6 +4,7 @@
 
 #include "hessian/hessian.hpp"
 #include "hessian/rigid_modes.hpp"
+#include "io/extxyz.hpp"
 #include "io/read_coord.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
@@ -105,6 +106,9 @@ structure read_structure(const std::string& path, bool tbrelax_symbols) {
     st.positions.push_back({c.x[a], c.y[a], c.z[a]});
   }
   st.title = c.sssss.substr(0, c.sssss.find_last_not_of(' ') + 1);
+  // A file written by the project, or by ASE, carries its title among key=value pairs.
+  if (const extxyz_comment comment = read_extxyz_comment(path); comment.extended)
+    st.title = comment.title.substr(0, comment.title.substr(0, title_length).find_last_not_of(' ') + 1);
   st.messages = screen.str();
   return st;
 }

@@ -25,9 +25,15 @@ void forward_until(const std::string& screen, const std::string& stop, std::ostr
   warnings.flush();
 }
 
+// The title as the state holds it: cut or blank-padded to its fixed length.
+void set_title(common_var& c, const std::string& title) {
+  c.sssss = title.substr(0, title_length);
+  c.sssss.resize(title_length, ' ');
+}
+
 }  // namespace
 
-void read_structure(common_var& c, param& par, drive& drv, const std::string& path, std::ostream& warnings,
+extxyz_comment read_structure(common_var& c, param& par, drive& drv, const std::string& path, std::ostream& warnings,
                     bool whole_symbols) {
   read_param(par, drv, c);
   std::ostringstream screen;
@@ -46,6 +52,9 @@ void read_structure(common_var& c, param& par, drive& drv, const std::string& pa
     throw input_rejected("atoms " + std::to_string(pair->first + 1) + " and " + std::to_string(pair->second + 1) +
                              " are at the same position",
                          in_file(path));
+  extxyz_comment comment = read_extxyz_comment(path);
+  if (comment.extended) set_title(c, comment.title);
+  return comment;
 }
 
 std::vector<std::size_t> largest_first(const std::vector<std::string>& paths) {

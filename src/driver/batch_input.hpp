@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "io/extxyz.hpp"
 #include "state/common_var.hpp"
 #include "state/param.hpp"
 
@@ -18,7 +19,9 @@ namespace tbrelax {
 // naming the file, for no atoms and for two atoms closer than the coincidence distance; the
 // reader's own error lines are left out, the fault carries their meaning. `whole_symbols`
 // chooses the reader's symbol rule (structure_source).
-void read_structure(common_var& c, param& par, drive& drv, const std::string& path, std::ostream& warnings,
+// An extended-XYZ comment line (extxyz.hpp) is read too: its title replaces the plain rule's
+// first field in the state, and it is returned with the cell it gives, if any.
+extxyz_comment read_structure(common_var& c, param& par, drive& drv, const std::string& path, std::ostream& warnings,
                     bool whole_symbols = false);
 
 // The order in which a batch of structure files is shared out: the largest molecule (by the

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "io/extxyz.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
 
@@ -48,9 +49,12 @@ std::string quoted_title(const common_var& c) {
   return q + '"';
 }
 
-std::string xyz_frame(const common_var& c, const xyz_info& info) {
-  std::string text = std::to_string(c.at_count) + "\nProperties=species:S:1:pos:R:3";
+std::string xyz_frame(const common_var& c, const xyz_info& info, const std::optional<periodic_cell>& cell) {
+  std::string text = std::to_string(c.at_count) + '\n';
+  if (cell) text += lattice_field(*cell) + ' ';
+  text += "Properties=species:S:1:pos:R:3";
   for (const auto& [key, value] : info) text += ' ' + key + '=' + value;
+  if (cell) text += ' ' + pbc_field(*cell);
   text += '\n';
   for (int a = 0; a < c.at_count; ++a) {
     text += data_of(c.at_type[a]).symbol;

@@ -5,11 +5,13 @@
 // double (1.5, 0.117, -1.05e-06), so a written structure evaluates to exactly the energy recorded with it.
 
 #include <fstream>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "state/common_var.hpp"
+#include "state/periodic_cell.hpp"
 
 namespace tbrelax {
 
@@ -21,8 +23,10 @@ std::string full_precision(double v);
 // The title of the state (blank padding dropped) as a quoted value, "" when it is blank.
 std::string quoted_title(const common_var& c);
 
-// One frame: "Properties=species:S:1:pos:R:3" and the pairs on its comment line.
-std::string xyz_frame(const common_var& c, const xyz_info& info);
+// One frame: "Properties=species:S:1:pos:R:3" and the pairs on its comment line. Given a cell,
+// the line starts with its Lattice and ends with its pbc flags, as ASE writes them.
+std::string xyz_frame(const common_var& c, const xyz_info& info,
+                      const std::optional<periodic_cell>& cell = std::nullopt);
 
 // A file of frames written as they come, each flushed at once so that a viewer can follow a
 // running relaxation. Failures are io_error naming the file.

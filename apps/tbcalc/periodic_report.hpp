@@ -1,0 +1,31 @@
+#pragma once
+// tbcalc's reports of an evaluation through the periodic model: a periodic structure, or a
+// molecule at an electronic temperature above zero.
+
+#include <iosfwd>
+#include <string>
+
+#include "io/json_writer.hpp"
+#include "periodic_options.hpp"
+#include "state/common_var.hpp"
+#include "tb/periodic_evaluation.hpp"
+
+namespace tbrelax::tbcalc {
+
+// The sentence of the warning for a partly filled degenerate level at zero temperature.
+extern const char* const degenerate_edge_warning;
+
+// "a sheet, periodic along a1 a2" and the like.
+std::string cell_text(const periodic_setup& s);
+
+// The k-points, occupations and energies: the lines the energy and relax reports share.
+void periodic_energy_lines(std::ostream& out, const periodic_setup& s, const periodic_evaluation& p);
+void periodic_energy_members(json_writer& json, const common_var& c, const periodic_setup& s,
+                             const periodic_evaluation& p);
+
+void periodic_human_report(std::ostream& out, const std::string& path, const common_var& c, const periodic_setup& s,
+                           const periodic_evaluation& p);
+void periodic_json_report(json_writer& json, const std::string& path, const common_var& c, const periodic_setup& s,
+                          const periodic_evaluation& p);
+
+}  // namespace tbrelax::tbcalc
