@@ -40,6 +40,9 @@ struct periodic_evaluation {
   bool degenerate_edge = false;
   std::vector<std::vector<double>> eps;  // per k-point, ascending
   std::vector<double> charges;           // Mulliken, per atom (e)
+  // dF/deps_ij (eV) under a homogeneous strain of every position and every lattice vector,
+  // from the pair virial of the band and repulsive terms, self-images included.
+  std::array<std::array<double, 3>, 3> strain_derivative{};
   std::size_t lattice_terms = 0;
 };
 
