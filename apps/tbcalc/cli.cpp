@@ -5,6 +5,7 @@
 
 #include "freq_options.hpp"
 #include "parallel/distributed_evaluation.hpp"
+#include "cell_options.hpp"
 #include "relax_options.hpp"
 
 namespace tbrelax::tbcalc {
@@ -96,7 +97,8 @@ Options:
      {command::relax,
       "Usage: tbcalc relax [--json] [--method M] [--fmax F] [--max-steps N] [--fix LIST] [--pull A,B,F]...\n"
       "                    [-o OUT] [--trajectory OUT] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
-      "                    [--electronic-temperature T] [--distributed [--block NB]] FILE...\n",
+      "                    [--electronic-temperature T] [--distributed [--block NB]]\n"
+      "                    [--cell [--smax S] [--pressure P] [--cell-mask LIST] [--isotropic]] FILE...\n",
       R"(
 Relaxes each FILE without pausing. One progress line per optimiser step (per block of 20 moves
 for sd) goes to standard error; the relaxed geometry is written as extended XYZ with its energy
@@ -122,6 +124,12 @@ Options:
       --kpoints, --kpoint-shift, --electronic-temperature
                         as for energy: a periodic structure relaxes in its fixed cell,
                         minimising F, with --pull between the nearest images (lbfgs, fire)
+      --cell            relax the cell of a periodic structure too (lbfgs, fire): a sheet in
+                        its plane, a chain along its axis; frames and JSON carry the stress
+      --smax S          --cell: stop when no free stress component exceeds S GPa (default 0.005)
+      --pressure P      --cell: external pressure in GPa (default 0)
+      --cell-mask LIST  --cell: only these components change: xx,yy,zz,yz,xz,xy
+      --isotropic       --cell: the free lengths scale together, without shear
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix and --pull need lbfgs or fire.
 )"}},
@@ -196,6 +204,10 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       if (fault.empty()) opt.limits.pulls.push_back(p);
       return fault;
     });
+    cell_request& cell = o.cell;
+    valued["--smax"] = [&cell](const std::string& v) { return parse_positive(v, cell.smax.emplace()); };
+    valued["--pressure"] = [&cell](const std::string& v) { return parse_finite(v, cell.pressure.emplace()); };
+    valued["--cell-mask"] = [&cell](const std::string& v) { return parse_cell_mask(v, cell.mask.emplace()); };
   }
 
   bool options_ended = false;
@@ -213,6 +225,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.json = true;
     } else if (word == "--tbrelax-symbols") {
       o.tbrelax_symbols = true;
+    } else if (o.cmd == command::relax && (word == "--cell" || word == "--isotropic")) {
+      (word == "--cell" ? o.cell.enabled : o.cell.isotropic) = true;
     } else if (word == "--distributed") {
       o.distributed = true;
     } else if (const std::string number = word.substr(0, word.find('='));
@@ -245,6 +259,11 @@ parsed parse_command_line(const std::vector<std::string>& args) {
 
   if (!optimiser_only.empty() && o.method == "sd")
     return usage_error(optimiser_only + " needs --method lbfgs or fire", text.usage, hint);
+  if (const std::string lone = cell_option_without_cell(o.cell); !lone.empty())
+    return usage_error(lone + " needs --cell", text.usage, hint);
+  if (o.cell.enabled && o.method == "sd") return usage_error("--cell needs --method lbfgs or fire", text.usage, hint);
+  if (o.cell.enabled && !opt.limits.pulls.empty()) return usage_error("--pull does not combine with --cell", text.usage, hint);
+  if (o.cell.enabled && o.distributed) return usage_error("--distributed does not combine with --cell", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
   if (o.distributed) {
     if (o.cmd == command::freq) return usage_error("--distributed works with energy and relax only", text.usage, hint);

@@ -8,6 +8,7 @@
 #include "hessian/thermochemistry.hpp"
 #include "optimize/optimiser_run.hpp"
 #include "parallel/distributed_evaluation.hpp"
+#include "cell_options.hpp"
 #include "periodic_options.hpp"
 
 namespace tbrelax::tbcalc {
@@ -30,6 +31,7 @@ struct options {
   std::string method = "lbfgs";
   optimiser_settings optimiser;
   periodic_request periodic;  // energy, relax: k-points and electronic temperature
+  cell_request cell;          // relax: the cell relaxes too
 };
 
 // What the command line asks for: a run, or text to print and a status to end with.

@@ -51,37 +51,6 @@ std::string voigt_line(const char* label, const voigt& v, double unit) {
   return text + '\n';
 }
 
-// The stress in GPa over the whole cell, and for a sheet or a chain the 2D stress or tension.
-void stress_lines(std::ostream& out, const periodic_setup& s, const periodic_evaluation& p) {
-  const periodic_cell& cell = s.settings.cell;
-  const voigt sigma = stress_of(p, cell);
-  out << "\nStress" << std::string(20, ' ');
-  for (const char* axis : {"xx", "yy", "zz", "yz", "xz", "xy"}) out << std::string(12, ' ') << axis;
-  out << '\n';
-  out << voigt_line("  GPa (whole cell)", sigma, gpa_per_ev_per_cubic_angstrom);
-  const voigt reduced = reduced_stress(sigma, cell);
-  if (cell.periodic_axes() == 2) out << voigt_line("  N/m (2D stress)", reduced, newton_per_metre_per_ev_per_square_angstrom);
-  if (cell.periodic_axes() == 1) out << voigt_line("  nN (chain tension)", reduced, nanonewton_per_ev_per_angstrom);
-  if (cell.periodic_axes() == 3) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.6f GPa", shown(-(sigma[0] + sigma[1] + sigma[2]) / 3 * gpa_per_ev_per_cubic_angstrom));
-    line(out, "  Pressure -tr(sigma)/3", text);
-  }
-}
-
-void json_stress(json_writer& json, const periodic_setup& s, const periodic_evaluation& p) {
-  if (!s.periodic) {
-    json.key("stress").null();
-    return;
-  }
-  const periodic_cell& cell = s.settings.cell;
-  const voigt sigma = stress_of(p, cell);
-  json.key("stress").numbers({sigma.begin(), sigma.end()});
-  const voigt reduced = reduced_stress(sigma, cell);
-  if (cell.periodic_axes() == 2) json.key("stress_2d").numbers({reduced.begin(), reduced.end()});
-  if (cell.periodic_axes() == 1) json.key("stress_1d").numbers({reduced.begin(), reduced.end()});
-}
-
 }  // namespace
 
 const char* const degenerate_edge_warning =
@@ -149,6 +118,37 @@ void periodic_human_report(std::ostream& out, const std::string& path, const com
   std::snprintf(dipole, sizeof dipole, "%.10f D  (x %.10f, y %.10f, z %.10f)", std::hypot(mu[0], mu[1], mu[2]),
                 shown(mu[0]), shown(mu[1]), shown(mu[2]));
   line(out, "Dipole moment", dipole);
+}
+
+// The stress in GPa over the whole cell, and for a sheet or a chain the 2D stress or tension.
+void stress_lines(std::ostream& out, const periodic_setup& s, const periodic_evaluation& p) {
+  const periodic_cell& cell = s.settings.cell;
+  const voigt sigma = stress_of(p, cell);
+  out << "\nStress" << std::string(20, ' ');
+  for (const char* axis : {"xx", "yy", "zz", "yz", "xz", "xy"}) out << std::string(12, ' ') << axis;
+  out << '\n';
+  out << voigt_line("  GPa (whole cell)", sigma, gpa_per_ev_per_cubic_angstrom);
+  const voigt reduced = reduced_stress(sigma, cell);
+  if (cell.periodic_axes() == 2) out << voigt_line("  N/m (2D stress)", reduced, newton_per_metre_per_ev_per_square_angstrom);
+  if (cell.periodic_axes() == 1) out << voigt_line("  nN (chain tension)", reduced, nanonewton_per_ev_per_angstrom);
+  if (cell.periodic_axes() == 3) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.6f GPa", shown(-(sigma[0] + sigma[1] + sigma[2]) / 3 * gpa_per_ev_per_cubic_angstrom));
+    line(out, "  Pressure -tr(sigma)/3", text);
+  }
+}
+
+void json_stress(json_writer& json, const periodic_setup& s, const periodic_evaluation& p) {
+  if (!s.periodic) {
+    json.key("stress").null();
+    return;
+  }
+  const periodic_cell& cell = s.settings.cell;
+  const voigt sigma = stress_of(p, cell);
+  json.key("stress").numbers({sigma.begin(), sigma.end()});
+  const voigt reduced = reduced_stress(sigma, cell);
+  if (cell.periodic_axes() == 2) json.key("stress_2d").numbers({reduced.begin(), reduced.end()});
+  if (cell.periodic_axes() == 1) json.key("stress_1d").numbers({reduced.begin(), reduced.end()});
 }
 
 void periodic_energy_members(json_writer& json, const common_var& c, const periodic_setup& s,
