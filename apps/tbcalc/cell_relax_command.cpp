@@ -76,8 +76,8 @@ std::array<bool, 6> free_components(const periodic_cell& cell, const cell_reques
   std::array<bool, 6> free{};
   for (int v : *r.mask) {
     if (!spanned[v])
-      throw usage_fault("--cell-mask: " + std::string(component_names[v]) + " involves a direction along which " +
-                        cell_text(setup) + " does not repeat");
+      throw usage_fault("--cell-mask: " + std::string(component_names[v]) +
+                        " involves a direction that does not repeat (" + cell_text(setup) + ")");
     free[v] = true;
   }
   return free;

@@ -1,0 +1,70 @@
+// tbcalc relax --cell and the stress in tbcalc energy's report.
+#include <gtest/gtest.h>
+
+#include "tbcalc_test_support.hpp"
+
+namespace tbrelax {
+namespace {
+
+using testing::json_number;
+using testing::json_numbers;
+using testing::read_text;
+using testing::tbcalc;
+using testing::temp_dir;
+using testing::write_text;
+
+const char* const graphene =
+    "2\nLattice=\"2.55 0 0 -1.275 2.2083647796503186 0 0 0 20\" pbc=\"T T F\" title=\"graphene\"\n"
+    "C 0 1.4722431864335457 0\nC 1.275 0.73612159321677287 0\n";
+
+TEST(TbcalcCell, RelaxedSheetReadsBackWithTheStressItReported) {
+  temp_dir dir;
+  write_text(dir / "g.xyz", graphene);
+  const auto r = tbcalc({"relax", "--cell", "--json", "--trajectory", "t.xyz", "g.xyz"}, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  const std::vector<double> stress = json_numbers(r.out, "stress");
+  ASSERT_EQ(stress.size(), 6u);
+  EXPECT_LT(std::abs(stress[0]) * 160.21766208, 0.005);
+  const std::vector<double> lattice = json_numbers(r.out, "lattice");
+  ASSERT_EQ(lattice.size(), 9u);
+  EXPECT_NEAR(json_number(r.out, "area"), lattice[0] * lattice[4] - lattice[1] * lattice[3], 1e-12);
+  EXPECT_EQ(lattice[8], 20);  // the vacuum vector stays
+  // Every frame carries its cell and stress; the relaxed file evaluates to the same stress.
+  const std::string frames = read_text(dir / "t.xyz");
+  EXPECT_EQ(frames.find("Lattice=\"2.55 0 0"), frames.find('\n') + 1);
+  EXPECT_NE(frames.find("stress=\""), std::string::npos);
+  const auto again = tbcalc({"energy", "--json", "g.relaxed.xyz"}, dir.path());
+  ASSERT_EQ(again.status, 0) << again.err;
+  const std::vector<double> re = json_numbers(again.out, "stress");
+  ASSERT_EQ(re.size(), 6u);
+  for (int v = 0; v < 6; ++v) EXPECT_NEAR(re[v], stress[v], 1e-12) << v;
+}
+
+TEST(TbcalcCell, FaultyCellOptionsEndWithTheUsageStatus) {
+  temp_dir dir;
+  write_text(dir / "g.xyz", graphene);
+  write_text(dir / "w.xyz", "3\nwater\nO 0 0 0.117\nH 0 0.757 -0.467\nH 0 -0.757 -0.467\n");
+  const struct {
+    std::vector<std::string> args;
+    std::string first_line;
+  } faults[] = {
+      {{"--cell", "w.xyz"}, "tbcalc: w.xyz: error: --cell needs a periodic structure (a Lattice with pbc=\"T ...\" on its comment line)"},
+      {{"--cell", "--pressure", "nan", "g.xyz"}, "tbcalc: --pressure: a finite number is needed, not 'nan'"},
+      {{"--cell", "--smax", "inf", "g.xyz"}, "tbcalc: --smax: a number above 0 is needed, not 'inf'"},
+      {{"--cell", "--cell-mask", "xx,zz", "g.xyz"}, "tbcalc: g.xyz: error: --cell-mask: zz involves a direction that does not repeat (a sheet, periodic along a1 a2)"},
+      {{"--cell", "--cell-mask", "xx,xy,yx", "g.xyz"}, "tbcalc: --cell-mask: 'yx' is named twice"},
+      {{"--smax", "0.1", "g.xyz"}, "tbcalc: --smax needs --cell"},
+      {{"--cell", "--method", "sd", "g.xyz"}, "tbcalc: --cell needs --method lbfgs or fire"},
+  };
+  for (const auto& f : faults) {
+    std::vector<std::string> args = {"relax"};
+    args.insert(args.end(), f.args.begin(), f.args.end());
+    const auto r = tbcalc(args, dir.path());
+    EXPECT_EQ(r.status, 64) << f.first_line;
+    EXPECT_EQ(r.err.substr(0, r.err.find('\n')), f.first_line);
+  }
+  EXPECT_FALSE(std::filesystem::exists(dir / "g.relaxed.xyz"));
+}
+
+}  // namespace
+}  // namespace tbrelax
