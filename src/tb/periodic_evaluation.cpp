@@ -249,6 +249,7 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
       my_population[a] += overlap_population;
       my_population[b] += overlap_population;
       // A self-image block depends on T alone: it exerts no force but strains with the cell.
+      if (a == b && !settings.stress) continue;
       const double slope = repulsive_pair_slope(ta, tb, R, par);
       pair_block dB[3];
       block_derivatives(ta, tb, ra, rb, par, table, dB);
@@ -260,7 +261,8 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
         const double push = slope * d[axis] / R;
         // Virial: a homogeneous strain eps moves the separation by eps d, so dF/deps_ij
         // gathers dF/dd_i d_j over every term.
-        for (int j = 0; j < 3; ++j) my_virial[axis][j] += (2 * g + push) * d[j];
+        if (settings.stress)
+          for (int j = 0; j < 3; ++j) my_virial[axis][j] += (2 * g + push) * d[j];
         if (a == b) continue;
         my_fel[b][axis] -= 2 * g;
         my_fel[a][axis] += 2 * g;

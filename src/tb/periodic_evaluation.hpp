@@ -19,6 +19,7 @@ struct periodic_settings {
   periodic_cell cell;
   std::vector<kpoint> kpoints;          // weights summing to 1
   double electronic_temperature = 0;    // K
+  bool stress = true;                   // gather the strain derivative (self-image terms too)
 };
 
 struct periodic_evaluation {
