@@ -21,6 +21,7 @@ Commands:
   energy FILE...  energy, binding energy, frontier orbitals, forces, charges and dipole
   freq FILE...    vibrational frequencies, IR intensities and thermochemistry
   relax FILE...   relaxation by L-BFGS, FIRE or tbrelax's steepest descent
+  elastic FILE... elastic constants of a periodic structure from stress and strain
 
 Options:
   -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
@@ -133,6 +134,27 @@ Options:
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix and --pull need lbfgs or fire.
 )"}},
+    {"elastic",
+     {command::elastic,
+      "Usage: tbcalc elastic [--json] [--strain H] [--fmax F] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
+      "                      [--electronic-temperature T] FILE...\n",
+      R"(
+The elastic constants of the periodic structure in each FILE (relax it first with relax --cell):
+every strain component between periodic axes is applied at +H and -H to the cell and the atoms,
+the atoms are relaxed in each strained cell, and C_ij = (sigma_i(+H) - sigma_i(-H)) / 2H
+(relaxed-ion constants, engineering shear strains). Reported as the Voigt matrix in GPa for a
+crystal, N/m (2D) for a sheet and nN for a chain, with the moduli derived from it.
+
+Options:
+      --json             print the results as one JSON document
+      --strain H         the strain applied either way (default 0.005)
+      --fmax F           the atoms' relaxation in each strained cell stops below F eV/Å
+                         (default 0.001)
+      --kpoints, --kpoint-shift, --electronic-temperature
+                         as for energy
+      --tbrelax-symbols  only the first character of an element symbol counts
+  -h, --help             show this help
+)"}},
 };
 
 parsed usage_error(const std::string& fault, const std::string& usage, const std::string& help_hint) {
@@ -183,6 +205,13 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     valued["--electronic-temperature"] = [&p](const std::string& v) {
       return parse_temperature(v, p.temperature.emplace());
     };
+  }
+  if (o.cmd == command::elastic) {
+    valued["--strain"] = [&o](const std::string& v) {
+      const std::string fault = parse_positive(v, o.elastic_strain);
+      return fault.empty() && o.elastic_strain > 0.1 ? "a strain of at most 0.1 is needed, not '" + v + "'" : fault;
+    };
+    valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.elastic_fmax); };
   }
   if (o.cmd == command::relax) {
     valued["-o"] = valued["--output"] = file_into(o.output);
@@ -266,7 +295,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
   if (o.cell.enabled && o.distributed) return usage_error("--distributed does not combine with --cell", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
   if (o.distributed) {
-    if (o.cmd == command::freq) return usage_error("--distributed works with energy and relax only", text.usage, hint);
+    if (o.cmd == command::freq || o.cmd == command::elastic)
+      return usage_error("--distributed works with energy and relax only", text.usage, hint);
     if (!distributed_step_built())
       return usage_error("--distributed needs a build with ELPA (TBRELAX_ELPA=ON)", text.usage, hint);
     if (o.files.size() > 1) return usage_error("--distributed takes one FILE only", text.usage, hint);

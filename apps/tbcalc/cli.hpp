@@ -13,7 +13,7 @@
 
 namespace tbrelax::tbcalc {
 
-enum class command { energy, freq, relax };
+enum class command { energy, freq, relax, elastic };
 
 struct options {
   command cmd = command::energy;
@@ -32,6 +32,8 @@ struct options {
   optimiser_settings optimiser;
   periodic_request periodic;  // energy, relax: k-points and electronic temperature
   cell_request cell;          // relax: the cell relaxes too
+  double elastic_strain = 0.005;  // elastic: the strain applied either way
+  double elastic_fmax = 1e-3;     // elastic: the atoms' relaxation in each strained cell (eV/Å)
 };
 
 // What the command line asks for: a run, or text to print and a status to end with.
