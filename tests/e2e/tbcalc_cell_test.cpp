@@ -48,18 +48,18 @@ TEST(TbcalcCell, FaultyCellOptionsEndWithTheUsageStatus) {
     std::vector<std::string> args;
     std::string first_line;
   } faults[] = {
-      {{"--cell", "w.xyz"}, "tbcalc: w.xyz: error: --cell needs a periodic structure (a Lattice with pbc=\"T ...\" on its comment line)"},
-      {{"--cell", "--pressure", "nan", "g.xyz"}, "tbcalc: --pressure: a finite number is needed, not 'nan'"},
-      {{"--cell", "--smax", "inf", "g.xyz"}, "tbcalc: --smax: a number above 0 is needed, not 'inf'"},
-      {{"--cell", "--cell-mask", "xx,zz", "g.xyz"}, "tbcalc: g.xyz: error: --cell-mask: zz involves a direction that does not repeat (a sheet, periodic along a1 a2)"},
-      {{"--cell", "--cell-mask", "xx,xy,yx", "g.xyz"}, "tbcalc: --cell-mask: 'yx' is named twice"},
-      {{"--smax", "0.1", "g.xyz"}, "tbcalc: --smax needs --cell"},
-      {{"--cell", "--method", "sd", "g.xyz"}, "tbcalc: --cell needs --method lbfgs or fire"},
+      {{"relax", "--cell", "w.xyz"}, "tbcalc: w.xyz: error: --cell needs a periodic structure (a Lattice with pbc=\"T ...\" on its comment line)"},
+      {{"relax", "--cell", "--pressure", "nan", "g.xyz"}, "tbcalc: --pressure: a finite number is needed, not 'nan'"},
+      {{"relax", "--cell", "--smax", "inf", "g.xyz"}, "tbcalc: --smax: a number above 0 is needed, not 'inf'"},
+      {{"relax", "--cell", "--cell-mask", "xx,zz", "g.xyz"}, "tbcalc: g.xyz: error: --cell-mask: zz involves a direction that does not repeat (a sheet, periodic along a1 a2)"},
+      {{"relax", "--cell", "--cell-mask", "xx,xy,yx", "g.xyz"}, "tbcalc: --cell-mask: 'yx' is named twice"},
+      {{"relax", "--smax", "0.1", "g.xyz"}, "tbcalc: --smax needs --cell"},
+      {{"relax", "--cell", "--method", "sd", "g.xyz"}, "tbcalc: --cell needs --method lbfgs or fire"},
+      {{"elastic", "w.xyz"}, "tbcalc: w.xyz: error: elastic needs a periodic structure (a Lattice with pbc=\"T ...\" on its comment line)"},
+      {{"elastic", "--strain", "0.5", "g.xyz"}, "tbcalc: --strain: a strain of at most 0.1 is needed, not '0.5'"},
   };
   for (const auto& f : faults) {
-    std::vector<std::string> args = {"relax"};
-    args.insert(args.end(), f.args.begin(), f.args.end());
-    const auto r = tbcalc(args, dir.path());
+    const auto r = tbcalc(f.args, dir.path());
     EXPECT_EQ(r.status, 64) << f.first_line;
     EXPECT_EQ(r.err.substr(0, r.err.find('\n')), f.first_line);
   }
