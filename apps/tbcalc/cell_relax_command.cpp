@@ -16,6 +16,8 @@
 namespace tbrelax::tbcalc {
 namespace {
 
+using vec3 = std::array<double, 3>;
+
 const char* const component_names[6] = {"xx", "yy", "zz", "yz", "xz", "xy"};
 
 // The full tensor, row by row, as ASE's extended XYZ carries a stress.
@@ -172,7 +174,8 @@ void relax_cell_file(calculation& calc, const std::string& path, const options& 
   text << "  cell                    " << cell_text(setup) << '\n';
   for (int i = 0; i < 3; ++i)
     if (r.cell.pbc[i]) {
-      const auto& a = r.cell.a[i];
+      vec3 a = r.cell.a[i];
+      for (double& q : a) q = std::abs(q) < 5e-11 ? 0.0 : q;  // never -0.0000000000
       std::snprintf(buffer, sizeof buffer, "  a%d                      %.10f %.10f %.10f  (|a%d| = %.10f Å)\n", i + 1,
                     a[0], a[1], a[2], i + 1, std::hypot(a[0], a[1], a[2]));
       text << buffer;

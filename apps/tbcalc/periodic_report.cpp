@@ -45,7 +45,8 @@ std::string voigt_line(const char* label, const voigt& v, double unit) {
   text.resize(26, ' ');
   char number[32];
   for (double x : v) {
-    std::snprintf(number, sizeof number, "%14.6f", shown(x * unit));
+    const double v = x * unit;
+    std::snprintf(number, sizeof number, "%14.6f", std::abs(v) < 5e-7 ? 0.0 : v);  // never -0.000000
     text += number;
   }
   return text + '\n';
@@ -133,7 +134,8 @@ void stress_lines(std::ostream& out, const periodic_setup& s, const periodic_eva
   if (cell.periodic_axes() == 1) out << voigt_line("  nN (chain tension)", reduced, nanonewton_per_ev_per_angstrom);
   if (cell.periodic_axes() == 3) {
     char text[64];
-    std::snprintf(text, sizeof text, "%.6f GPa", shown(-(sigma[0] + sigma[1] + sigma[2]) / 3 * gpa_per_ev_per_cubic_angstrom));
+    const double p = -(sigma[0] + sigma[1] + sigma[2]) / 3 * gpa_per_ev_per_cubic_angstrom;
+    std::snprintf(text, sizeof text, "%.6f GPa", std::abs(p) < 5e-7 ? 0.0 : p);
     line(out, "  Pressure -tr(sigma)/3", text);
   }
 }
