@@ -75,7 +75,10 @@ Options:
   -h, --help             show this help
 )"}},
     {"freq",
-     {command::freq, "Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE...\n", R"(
+     {command::freq,
+      "Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
+      "                   [--electronic-temperature T] FILE...\n",
+      R"(
 Harmonic vibrations at the geometry in each FILE (relax it first for a minimum): the Hessian by
 finite differences, mass-weighted with the model's masses (H 1, C 12, N 14, O 16), with the
 translations and rotations set apart; wavenumbers in cm^-1 (imaginary ones negative), IR
@@ -90,6 +93,11 @@ Options:
       --symmetry-number N     rotational symmetry number (default: found from the geometry)
       --soft-mode-cutoff NU   modes below about NU cm^-1 get the entropy interpolated towards
                               a free rotor's (default 100; 0: every mode harmonic)
+      --kpoints, --kpoint-shift, --electronic-temperature
+                              as for energy, for a periodic FILE: its phonons at Gamma of
+                              the given cell (a supercell folds in other wavevectors), only the
+                              three translations set apart, and the harmonic vibrational
+                              energy, entropy and free energy per cell at --temperature
       --tbrelax-symbols       only the first character of an element symbol counts
   -h, --help                  show this help
 --molden takes one FILE only.
@@ -198,7 +206,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       const std::string fault = parse_count(v, o.block);
       return fault.empty() && o.block < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
     };
-  if (o.cmd != command::freq) {
+  {
     periodic_request& p = o.periodic;
     valued["--kpoints"] = [&p](const std::string& v) { return parse_grid(v, p.grid.emplace()); };
     valued["--kpoint-shift"] = [&p](const std::string& v) { return parse_shift(v, p.shift.emplace()); };

@@ -57,6 +57,8 @@ TEST(TbcalcCell, FaultyCellOptionsEndWithTheUsageStatus) {
       {{"relax", "--cell", "--method", "sd", "g.xyz"}, "tbcalc: --cell needs --method lbfgs or fire"},
       {{"elastic", "w.xyz"}, "tbcalc: w.xyz: error: elastic needs a periodic structure (a Lattice with pbc=\"T ...\" on its comment line)"},
       {{"elastic", "--strain", "0.5", "g.xyz"}, "tbcalc: --strain: a strain of at most 0.1 is needed, not '0.5'"},
+      {{"freq", "--molden", "g.molden", "g.xyz"}, "tbcalc: g.xyz: error: --molden works with molecules only"},
+      {{"freq", "--electronic-temperature", "100", "w.xyz"}, "tbcalc: w.xyz: error: --kpoints, --kpoint-shift and --electronic-temperature work with periodic structures in freq"},
   };
   for (const auto& f : faults) {
     const auto r = tbcalc(f.args, dir.path());
