@@ -33,8 +33,27 @@ std::string parse_cell_mask(const std::string& text, std::vector<int>& component
   return "";
 }
 
+std::string parse_strain_ramp(const std::string& text, cell_request::ramp& ramp) {
+  const std::string fault = "COMPONENT:FROM:TO:COUNT is needed (xx, yy or zz, two strains above -0.5, at least 2 points), not '" + text + "'";
+  std::vector<std::string> items;
+  std::istringstream in(text);
+  for (std::string item; std::getline(in, item, ':');) items.push_back(item);
+  if (items.size() != 4 || text.back() == ':') return fault;
+  static const char* names[3] = {"xx", "yy", "zz"};
+  ramp.component = -1;
+  for (int v = 0; v < 3; ++v)
+    if (items[0] == names[v]) ramp.component = v;
+  const char* end = items[3].data() + items[3].size();
+  const auto [stop, bad] = std::from_chars(items[3].data(), end, ramp.count);
+  if (ramp.component < 0 || !parse_finite(items[1], ramp.from).empty() || !parse_finite(items[2], ramp.to).empty() ||
+      bad != std::errc() || stop != end || ramp.count < 2 || ramp.count > 10000 || !(ramp.from > -0.5) || !(ramp.to > -0.5))
+    return fault;
+  return "";
+}
+
 std::string cell_option_without_cell(const cell_request& r) {
   if (r.enabled) return "";
+  if (r.strain) return "--strain";
   if (r.smax) return "--smax";
   if (r.pressure) return "--pressure";
   if (r.mask) return "--cell-mask";

@@ -1,4 +1,5 @@
 #include <cmath>
+#include <cstring>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
@@ -95,6 +96,118 @@ const char* measure_unit(const periodic_cell& cell) {
   return units[cell.periodic_axes()];
 }
 
+// A stress-strain curve: the cell stretched along one axis point by point from the input,
+// each point relaxed with the stretched row of the deformation held.
+void strain_ramp(calculation& calc, const std::string& path, const options& o, std::ostream& progress,
+                 std::ostream& text, json_writer& json, periodic_setup setup, cell_relaxation_settings s,
+                 const std::string& output) {
+  common_var& c = calc.c;
+  const cell_request::ramp& ramp = *o.cell.strain;
+  const int axis = ramp.component;
+  if (!s.free[axis])
+    throw usage_fault("--strain: " + std::string(component_names[axis]) + " involves a direction that does not repeat (" +
+                      cell_text(setup) + ")");
+  // The stretched direction stays a unit vector of the relaxation's deformation: its normal
+  // and shear components are held, the others relax.
+  for (int v = 0; v < 6; ++v)
+    if (v == axis || (v >= 3 && (v == 3 ? axis != 0 : v == 4 ? axis != 1 : axis != 2))) s.free[v] = false;
+  std::optional<xyz_trajectory> trajectory;
+  if (!o.trajectory.empty() && o.writes_files) trajectory.emplace(o.trajectory);
+  struct point {
+    double strain;
+    cell_relaxation_result run;
+  };
+  std::vector<point> points;
+  double stretched = 1;  // the input's length along the axis times this
+  bool collapsed = false;
+  for (int k = 0; k < ramp.count && !collapsed; ++k) {
+    const double strain = ramp.from + (ramp.to - ramp.from) * k / (ramp.count - 1);
+    const double factor = (1 + strain) / stretched;
+    stretched = 1 + strain;
+    std::vector<double>& q = axis == 0 ? c.x : axis == 1 ? c.y : c.z;
+    for (double& r : q) r *= factor;
+    for (int i = 0; i < 3; ++i)
+      if (setup.settings.cell.pbc[i]) setup.settings.cell.a[i][axis] *= factor;
+    setup.settings.kpoints = kpoint_grid(setup.settings.cell, setup.grid, setup.shift);
+    const periodic_model model{calc.par, *calc.solver, setup.settings, signals::check_interruption};
+    cell_relaxation_result r = relax_with_cell(c, model, s);
+    setup.settings.cell = r.cell;
+    collapsed = r.collapsed;
+    char line[200];
+    std::snprintf(line, sizeof line, ": strain %.6g: F = %.10f eV, stress %s = %.6f GPa (%lld evaluations)\n", strain,
+                  r.last.free_energy, component_names[axis], r.stress[axis] * gpa_per_ev_per_cubic_angstrom,
+                  (long long)r.evaluations);
+    progress << path << line << std::flush;
+    if (trajectory) {
+      xyz_info info{{"free_energy", full_precision(r.last.free_energy)}, {"stress", stress_value(r.stress)},
+                    {"strain", full_precision(strain)}};
+      if (const std::string title = quoted_title(c); !title.empty()) info.emplace_back("title", title);
+      trajectory->append(xyz_frame(c, info, r.cell));
+    }
+    points.push_back({strain, std::move(r)});
+  }
+  const cell_relaxation_result& last = points.back().run;
+  xyz_info info{{"energy", full_precision(last.last.energy_zero)}, {"free_energy", full_precision(last.last.free_energy)},
+                {"stress", stress_value(last.stress)}, {"strain", full_precision(points.back().strain)}};
+  if (const std::string title = quoted_title(c); !title.empty()) info.emplace_back("title", title);
+  if (o.writes_files) replace_file(output, xyz_frame(c, info, last.cell));
+  if (collapsed)
+    throw numerical_error("the cell shrank below a tenth of its starting size at strain " +
+                          full_precision(points.back().strain) + "; the last structure before is in " + output);
+
+  const periodic_cell& cell = setup.settings.cell;
+  const double thickness = cell_volume(cell) / periodic_measure(cell);
+  const int axes = cell.periodic_axes();
+  const char* reduced_unit = axes == 2 ? "N/m" : axes == 1 ? "nN" : nullptr;
+  const double reduced_factor = axes == 2 ? newton_per_metre_per_ev_per_square_angstrom : nanonewton_per_ev_per_angstrom;
+  if (o.json) {
+    json_structure(json, path, c);
+    json.key("output").value(output);
+    json.key("component").value(component_names[axis]);
+    json.key("ramp").begin_array();
+    for (const point& p : points) {
+      json.begin_object();
+      json.key("strain").value(p.strain);
+      json.key("converged").value(p.run.reason == stop_reason::converged);
+      json.key("evaluations").value(p.run.evaluations);
+      json.key("free_energy").value(p.run.last.free_energy);
+      json.key("stress").numbers({p.run.stress.begin(), p.run.stress.end()});
+      json.end_object();
+    }
+    json.end_array();
+    return;
+  }
+  text << path << ": stress-strain curve along " << component_names[axis] << ", " << points.size()
+       << " points, the last written to " << output << '\n';
+  text << "  cell                    " << cell_text(setup) << '\n'
+       << "  k-points                " << grid_text(setup) << '\n'
+       << "  electronic temperature  " << setup.settings.electronic_temperature << " K\n";
+  char row[200];
+  const std::string stress_head = std::string("stress ") + component_names[axis] + " (GPa)";
+  std::string reduced_head;
+  if (reduced_unit) {
+    char head[32];
+    std::snprintf(head, sizeof head, "%*s", int(std::strlen(reduced_unit)) + 12, (std::string("(") + reduced_unit + ")").c_str());
+    reduced_head = head;
+  }
+  std::snprintf(row, sizeof row, "%12s %18s%s %17s %12s\n", "strain", stress_head.c_str(), reduced_head.c_str(), "F (eV)",
+                "evaluations");
+  text << row;
+  for (const point& p : points) {
+    const double sigma = p.run.stress[axis];
+    std::string reduced;
+    if (reduced_unit) {
+      char number[32];
+      std::snprintf(number, sizeof number, "%*.6f", int(std::strlen(reduced_unit)) + 12, sigma * thickness * reduced_factor);
+      reduced = number;
+    }
+    std::snprintf(row, sizeof row, "%12.6f %18.6f%s %17.10f %12lld%s\n", p.strain, sigma * gpa_per_ev_per_cubic_angstrom,
+                  reduced.c_str(), p.run.last.free_energy, (long long)p.run.evaluations,
+                  p.run.reason == stop_reason::converged ? "" : "  (not converged)");
+    text << row;
+  }
+}
+
 }  // namespace
 
 void relax_cell_file(calculation& calc, const std::string& path, const options& o, std::ostream& progress,
@@ -117,6 +230,7 @@ void relax_cell_file(calculation& calc, const std::string& path, const options& 
   s.fixed = o.optimiser.limits.fixed;
 
   const std::string output = o.output.empty() ? default_output(path) : o.output;
+  if (o.cell.strain) return strain_ramp(calc, path, o, progress, text, json, setup, s, output);
   std::optional<xyz_trajectory> trajectory;
   if (!o.trajectory.empty() && o.writes_files) trajectory.emplace(o.trajectory);
   cell_progress listener(path, progress, trajectory ? &*trajectory : nullptr, s);

@@ -75,10 +75,7 @@ Options:
   -h, --help             show this help
 )"}},
     {"freq",
-     {command::freq,
-      "Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
-      "                   [--electronic-temperature T] FILE...\n",
-      R"(
+     {command::freq, "Usage: tbcalc freq [--json] [--molden OUT] [THERMO OPTIONS] FILE...\n", R"(
 Harmonic vibrations at the geometry in each FILE (relax it first for a minimum): the Hessian by
 finite differences, mass-weighted with the model's masses (H 1, C 12, N 14, O 16), with the
 translations and rotations set apart; wavenumbers in cm^-1 (imaginary ones negative), IR
@@ -107,7 +104,7 @@ Options:
       "Usage: tbcalc relax [--json] [--method M] [--fmax F] [--max-steps N] [--fix LIST] [--pull A,B,F]...\n"
       "                    [-o OUT] [--trajectory OUT] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
       "                    [--electronic-temperature T] [--distributed [--block NB]]\n"
-      "                    [--cell [--smax S] [--pressure P] [--cell-mask LIST] [--isotropic]] FILE...\n",
+      "                    [--cell [--smax S] [--pressure P] [--cell-mask LIST] [--isotropic] [--strain RAMP]] FILE...\n",
       R"(
 Relaxes each FILE without pausing. One progress line per optimiser step (per block of 20 moves
 for sd) goes to standard error; the relaxed geometry is written as extended XYZ with its energy
@@ -139,6 +136,10 @@ Options:
       --pressure P      --cell: external pressure in GPa (default 0)
       --cell-mask LIST  --cell: only these components change: xx,yy,zz,yz,xz,xy
       --isotropic       --cell: the free lengths scale together, without shear
+      --strain RAMP     --cell: a stress-strain curve, RAMP = C:FROM:TO:COUNT: the cell
+                        stretched along C (xx, yy or zz) by COUNT strains from FROM to TO,
+                        each point relaxed with that row of the cell held; a table (JSON:
+                        "ramp") of strain and stress, a trajectory frame per point
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix and --pull need lbfgs or fire.
 )"}},
@@ -245,6 +246,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     valued["--smax"] = [&cell](const std::string& v) { return parse_positive(v, cell.smax.emplace()); };
     valued["--pressure"] = [&cell](const std::string& v) { return parse_finite(v, cell.pressure.emplace()); };
     valued["--cell-mask"] = [&cell](const std::string& v) { return parse_cell_mask(v, cell.mask.emplace()); };
+    valued["--strain"] = [&cell](const std::string& v) { return parse_strain_ramp(v, cell.strain.emplace()); };
   }
 
   bool options_ended = false;
@@ -298,6 +300,7 @@ parsed parse_command_line(const std::vector<std::string>& args) {
     return usage_error(optimiser_only + " needs --method lbfgs or fire", text.usage, hint);
   if (const std::string lone = cell_option_without_cell(o.cell); !lone.empty())
     return usage_error(lone + " needs --cell", text.usage, hint);
+  if (o.cell.strain && o.cell.isotropic) return usage_error("--isotropic does not combine with --strain", text.usage, hint);
   if (o.cell.enabled && o.method == "sd") return usage_error("--cell needs --method lbfgs or fire", text.usage, hint);
   if (o.cell.enabled && !opt.limits.pulls.empty()) return usage_error("--pull does not combine with --cell", text.usage, hint);
   if (o.cell.enabled && o.distributed) return usage_error("--distributed does not combine with --cell", text.usage, hint);

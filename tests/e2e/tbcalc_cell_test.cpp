@@ -40,6 +40,22 @@ TEST(TbcalcCell, RelaxedSheetReadsBackWithTheStressItReported) {
   for (int v = 0; v < 6; ++v) EXPECT_NEAR(re[v], stress[v], 1e-12) << v;
 }
 
+TEST(TbcalcCell, StrainRampHoldsItsAxisAndRelaxesTheOthers) {
+  // Uniaxial stress: the stretched sheet pulls back along x while yy relaxes to zero.
+  temp_dir dir;
+  write_text(dir / "g.xyz", graphene);
+  const auto r = tbcalc({"relax", "--cell", "--json", "--strain", "xx:0.01:0.03:2", "g.xyz"}, dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  // Per point: strain, evaluations, F and the six stresses.
+  const std::vector<double> ramp = json_numbers(r.out, "ramp");
+  ASSERT_EQ(ramp.size(), 18u);
+  EXPECT_EQ(ramp[9], 0.03);
+  EXPECT_GT(ramp[12], ramp[3] + 0.015);  // xx: about 2 percent of C11 / V
+  for (int point : {0, 9}) EXPECT_LT(std::abs(ramp[point + 4]), 0.005 / 160.21766208);  // yy
+  const std::string relaxed = read_text(dir / "g.relaxed.xyz");
+  EXPECT_NEAR(std::stod(relaxed.substr(relaxed.find("Lattice=\"") + 9)), 2.55 * 1.03, 1e-12);
+}
+
 TEST(TbcalcCell, FaultyCellOptionsEndWithTheUsageStatus) {
   temp_dir dir;
   write_text(dir / "g.xyz", graphene);
