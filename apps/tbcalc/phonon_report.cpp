@@ -1,5 +1,6 @@
 #include "phonon_report.hpp"
 
+#include <cmath>
 #include <cstdio>
 #include <ostream>
 
@@ -51,7 +52,8 @@ void phonon_file(calculation& calc, const std::string& path, const options& o, c
   text << "Rigid translations, set apart (cm^-1):\n";
   const char* axes[] = {"x", "y", "z"};
   for (int k = 0; k < 3; ++k) {
-    std::snprintf(buffer, sizeof buffer, "%6s %20.4f\n", axes[k], g.translations[k]);
+    const double nu = std::abs(g.translations[k]) < 5e-5 ? 0.0 : g.translations[k];  // never -0.0000
+    std::snprintf(buffer, sizeof buffer, "%6s %20.4f\n", axes[k], nu);
     text << buffer;
   }
   std::snprintf(buffer, sizeof buffer, "\nHarmonic vibrations per cell at %.2f K (no translation or rotation of a gas)\n", T);
