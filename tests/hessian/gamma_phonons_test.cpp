@@ -33,16 +33,16 @@ sheet graphene(int m) {
         atoms.push_back({'C', {u * a - 0.5 * v * a, v * h, 0}});
       }
   const periodic_cell cell{{vec3{m * a, 0, 0}, vec3{-0.5 * m * a, m * h, 0}, vec3{0, 0, 20}}, {true, true, false}};
-  return {molecule(atoms), {cell, kpoint_grid(cell, {12 / m, 12 / m, 1}), 300}};
+  return {molecule(atoms), {cell, kpoint_grid(cell, {6 / m, 6 / m, 1}), 300}};
 }
 
 TEST(GammaPhonons, SupercellHoldsThePrimitiveCellsModesAndStillTranslations) {
   test_model m;
-  sheet primitive = graphene(1), super = graphene(3);
+  sheet primitive = graphene(1), super = graphene(2);
   const gamma_phonons p = phonons_at_gamma(primitive.c, m.par, primitive.settings, *m.solver);
   const gamma_phonons s = phonons_at_gamma(super.c, m.par, super.settings, *m.solver);
   ASSERT_EQ(p.frequencies.size(), 3u);
-  ASSERT_EQ(s.frequencies.size(), 51u);
+  ASSERT_EQ(s.frequencies.size(), 21u);
   for (double nu : p.frequencies) {
     double nearest = INFINITY;
     for (double mu : s.frequencies) nearest = std::min(nearest, std::abs(mu - nu));
