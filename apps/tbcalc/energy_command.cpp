@@ -126,7 +126,7 @@ int run_energy(const options& o, work_sharing& group, std::ostream& out, std::os
     calc.model.distributed = distributed.get();
     calc.read(path, o.tbrelax_symbols);
     common_var& c = calc.c;
-    if (const std::optional<periodic_setup> setup = periodic_setup_for(calc.comment, o.periodic, calc.c.wfunc_count)) {
+    if (const std::optional<periodic_setup> setup = periodic_setup_for(calc.comment, o.periodic, calc.c, calc.par)) {
       if (calc.model.interruption_check) calc.model.interruption_check();
       const periodic_evaluation p = evaluate_periodic_finite(c, calc.par, setup->settings, *calc.solver);
       if (o.json)

@@ -5,6 +5,7 @@
 
 #include "common.hpp"
 #include "io/number_syntax.hpp"
+#include "tb/lattice_terms.hpp"
 #include "tb/working_storage.hpp"
 
 namespace tbrelax::tbcalc {
@@ -51,13 +52,16 @@ std::string parse_temperature(const std::string& text, double& T) {
   return "";
 }
 
-std::optional<periodic_setup> periodic_setup_for(const extxyz_comment& comment, const periodic_request& r, int basis) {
+std::optional<periodic_setup> periodic_setup_for(const extxyz_comment& comment, const periodic_request& r,
+                                                 const common_var& c, const param& par) {
+  const int basis = c.wfunc_count;
   const bool periodic = comment.cell && comment.cell->periodic();
   const double T = r.temperature.value_or(periodic ? default_periodic_temperature : 0.0);
   if (!periodic && T == 0 && !r.grid && !r.shift) return std::nullopt;
   periodic_setup s;
   s.periodic = periodic;
   s.settings.cell = periodic ? *comment.cell : periodic_cell{};
+  if (periodic) check_lattice_reach(c, s.settings.cell, par);
   s.grid = r.grid.value_or(default_kpoint_grid(s.settings.cell));
   s.shift = r.shift.value_or(std::array<double, 3>{0, 0, 0});
   if (const std::string fault = kpoint_grid_fault(s.settings.cell, s.grid, s.shift); !fault.empty())

@@ -8,6 +8,7 @@
 
 #include "io/extxyz.hpp"
 #include "state/common_var.hpp"
+#include "state/param.hpp"
 #include "tb/periodic_evaluation.hpp"
 
 namespace tbrelax::tbcalc {
@@ -39,9 +40,10 @@ struct periodic_setup {
 // Nothing for a molecule with no temperature above 0 (the molecular evaluation, unchanged);
 // else the cell (none for a molecule), the grid (the requested one or the default of the
 // cell) and the temperature (the requested one or the default). Throws usage_fault for a grid
-// the cell cannot take, and out_of_memory, before the k-points are listed, for a grid whose
-// storage for `basis` functions would not fit.
-std::optional<periodic_setup> periodic_setup_for(const extxyz_comment& comment, const periodic_request& r, int basis);
+// the cell cannot take, input_rejected for a cell too small for the lattice sums, and
+// out_of_memory, before the k-points are listed, for a grid whose storage would not fit.
+std::optional<periodic_setup> periodic_setup_for(const extxyz_comment& comment, const periodic_request& r,
+                                                 const common_var& c, const param& par);
 
 // "15 x 15 x 1" and, with a shift, " shifted by 0.5 0.5 0".
 std::string grid_text(const periodic_setup& s);

@@ -128,7 +128,7 @@ relaxed relax_periodic(calculation& calc, const std::string& path, const options
 
 relaxed relax_file(calculation& calc, const std::string& path, const options& o, std::ostream& err) {
   calc.read(path, o.tbrelax_symbols);
-  if (const std::optional<periodic_setup> setup = periodic_setup_for(calc.comment, o.periodic, calc.c.wfunc_count))
+  if (const std::optional<periodic_setup> setup = periodic_setup_for(calc.comment, o.periodic, calc.c, calc.par))
     return relax_periodic(calc, path, o, err, *setup);
   common_var& c = calc.c;
   const bool sd = o.method == "sd";

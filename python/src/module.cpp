@@ -19,6 +19,7 @@
 
 #include "keyboard_interrupt.hpp"
 #include "model_calls.hpp"
+#include "periodic_calls.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
 #include "tb/charges.hpp"
@@ -156,6 +157,92 @@ py::tuple relax_py(session_pool& pool, const std::vector<std::string>& symbols, 
                         x.converged, x.messages);
 }
 
+// cell: 3 x 3 rows a1, a2, a3 or None; pbc: three flags; grid: three counts or None.
+periodic_request periodic_request_of(const std::optional<positions_array>& cell, const std::array<bool, 3>& pbc,
+                                     const std::optional<std::array<int, 3>>& grid, const std::array<double, 3>& shift,
+                                     std::optional<double> temperature) {
+  periodic_request r;
+  if (cell) {
+    const position_list rows = to_positions(*cell);
+    if (rows.size() != 3) throw input_rejected("cell must be a 3 x 3 array of lattice vectors (angstrom)");
+    periodic_cell pc;
+    for (int i = 0; i < 3; ++i) pc.a[i] = rows[i];
+    pc.pbc = pbc;
+    r.cell = pc;
+  }
+  r.grid = grid;
+  r.shift = shift;
+  r.temperature = temperature;
+  return r;
+}
+
+py::dict periodic_dict(const periodic_result& x, py::ssize_t n) {
+  const periodic_evaluation& p = x.p;
+  py::dict d;
+  d["energy"] = p.energy;
+  d["free_energy"] = p.free_energy;
+  d["energy_zero"] = p.energy_zero;
+  d["entropy"] = p.entropy;
+  d["fermi_level"] = p.fermi_level;
+  d["band_gap"] = p.band_gap ? py::cast(*p.band_gap) : py::none();
+  d["degenerate_edge"] = p.degenerate_edge;
+  d["forces"] = to_array(x.forces, n, 3);
+  d["charges"] = to_array(p.charges);
+  std::vector<double> bands;
+  for (const auto& e : p.eps) bands.insert(bands.end(), e.begin(), e.end());
+  d["band_energies"] = to_array(bands, static_cast<py::ssize_t>(p.eps.size()),
+                                p.eps.empty() ? 0 : static_cast<py::ssize_t>(p.eps[0].size()));
+  d["kpoint_grid"] = py::make_tuple(x.grid[0], x.grid[1], x.grid[2]);
+  d["kpoints"] = x.kpoint_count;
+  d["electronic_temperature"] = x.temperature;
+  return d;
+}
+
+py::dict evaluate_periodic_py(session_pool& pool, const std::vector<std::string>& symbols,
+                              const positions_array& positions, const std::optional<positions_array>& cell,
+                              const std::array<bool, 3>& pbc, const std::optional<std::array<int, 3>>& grid,
+                              const std::array<double, 3>& shift, std::optional<double> temperature) {
+  const position_list r = to_positions(positions);
+  const periodic_request request = periodic_request_of(cell, pbc, grid, shift, temperature);
+  auto check = keyboard_interrupt_check();
+  periodic_result x;
+  {
+    py::gil_scoped_release unlocked;
+    x = evaluate_periodic_call(pool, symbols, r, request, std::move(check));
+  }
+  return periodic_dict(x, static_cast<py::ssize_t>(r.size()));
+}
+
+py::dict relax_periodic_py(session_pool& pool, const std::vector<std::string>& symbols,
+                           const positions_array& positions, const std::optional<positions_array>& cell,
+                           const std::array<bool, 3>& pbc, const std::optional<std::array<int, 3>>& grid,
+                           const std::array<double, 3>& shift, std::optional<double> temperature,
+                           const std::string& method, double fmax, int max_steps, const std::vector<int>& fix,
+                           const std::vector<std::tuple<int, int, double>>& pull) {
+  const position_list r = to_positions(positions);
+  const periodic_request request = periodic_request_of(cell, pbc, grid, shift, temperature);
+  optimiser_settings settings;
+  settings.method = method;
+  settings.stop = {fmax, max_steps};
+  settings.limits.fixed = fix;
+  for (const auto& [a, b, F] : pull) settings.limits.pulls.push_back({a + 1, b + 1, F});
+  auto check = keyboard_interrupt_check();
+  periodic_result x;
+  {
+    py::gil_scoped_release unlocked;
+    x = relax_periodic_call(pool, symbols, r, request, settings, std::move(check));
+  }
+  const auto n = static_cast<py::ssize_t>(r.size());
+  py::dict d = periodic_dict(x, n);
+  std::vector<double> flat;
+  for (const auto& p : x.positions) flat.insert(flat.end(), p.begin(), p.end());
+  d["positions"] = to_array(flat, n, 3);
+  d["steps"] = x.steps;
+  d["evaluations"] = x.evaluations;
+  d["converged"] = x.converged;
+  return d;
+}
+
 py::tuple read_xyz_py(const std::string& path, bool tbrelax_symbols) {
   structure st;
   {
@@ -216,7 +303,14 @@ PYBIND11_MODULE(_core, m) {
       .def("relax", &relax_py, py::arg("symbols"), py::arg("positions"), py::arg("method"), py::arg("fmax"),
            py::arg("max_steps"), py::arg("fix"), py::arg("pull"),
            "(positions n x 3 angstrom, energy eV, forces n x 3 eV/angstrom, steps, evaluations, converged, "
-           "model messages)");
+           "model messages)")
+      .def("evaluate_periodic", &evaluate_periodic_py, py::arg("symbols"), py::arg("positions"), py::arg("cell"),
+           py::arg("pbc"), py::arg("kpoints"), py::arg("kpoint_shift"), py::arg("electronic_temperature"),
+           "one evaluation through the periodic model (dict)")
+      .def("relax_periodic", &relax_periodic_py, py::arg("symbols"), py::arg("positions"), py::arg("cell"),
+           py::arg("pbc"), py::arg("kpoints"), py::arg("kpoint_shift"), py::arg("electronic_temperature"),
+           py::arg("method"), py::arg("fmax"), py::arg("max_steps"), py::arg("fix"), py::arg("pull"),
+           "a relaxation in a fixed cell through the periodic model, minimising F (dict)");
   m.def("thermochemistry", &thermochemistry_py, py::arg("symbols"), py::arg("positions"), py::arg("frequencies"),
         py::arg("energy"), py::arg("temperature"), py::arg("pressure"), py::arg("symmetry_number"),
         py::arg("soft_mode_cutoff"), "thermochemistry of given wavenumbers (dict)");

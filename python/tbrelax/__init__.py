@@ -49,12 +49,20 @@ _SESSIONS = _core.Sessions()
 
 
 class Evaluation(NamedTuple):
-    """One evaluation of the model."""
-    energy: float                   #: binding energy (eV)
-    forces: np.ndarray              #: n x 3 (eV/angstrom)
-    orbital_energies: np.ndarray    #: ascending (eV)
+    """One evaluation of the model. The fields after ``dipole`` are set by evaluations with a
+    cell or an electronic temperature (see ``evaluate``)."""
+    energy: float                   #: binding energy E (eV; per cell for a periodic structure)
+    forces: np.ndarray              #: n x 3 (eV/angstrom); -dF/dr with an electronic temperature
+    orbital_energies: np.ndarray    #: ascending (eV); k-points x bands with a cell or temperature
     charges: np.ndarray             #: Mulliken charges, n (e); they sum to zero
-    dipole: np.ndarray              #: dipole moment of those charges, 3 (debye)
+    dipole: np.ndarray | None       #: dipole moment of those charges, 3 (debye); None for a cell
+    free_energy: float | None = None      #: F = E - T S_el (eV)
+    energy_zero: float | None = None      #: E0 = (E + F) / 2 (eV)
+    fermi_level: float | None = None      #: eV
+    band_gap: float | None = None         #: over the k-points, None where there is none (eV)
+    electronic_temperature: float = 0.0   #: K
+    kpoints: tuple[int, int, int] | None = None  #: the grid used
+    degenerate_edge: bool = False   #: T = 0 and a degenerate level at the Fermi edge partly filled
 
 
 class Thermochemistry(NamedTuple):
@@ -94,6 +102,7 @@ class Relaxation(NamedTuple):
     steps: int              #: optimiser steps
     evaluations: int        #: model evaluations, the start included
     converged: bool         #: the largest force on a free atom fell below fmax
+    free_energy: float | None = None  #: F, what a relaxation with a cell or temperature minimises
 
 
 class Structure(NamedTuple):
@@ -124,18 +133,59 @@ def _warn_model_messages(messages: str) -> None:
         warnings.warn("the model reported: " + "; ".join(dict.fromkeys(lines)), TBRelaxWarning, stacklevel=3)
 
 
-def evaluate(symbols: Sequence[str], positions: ArrayLike) -> Evaluation:
-    """Energy, forces and orbital energies of a molecule.
+def _periodic_arguments(cell, pbc, kpoints, kpoint_shift, electronic_temperature):
+    """The periodic model's arguments, or None where every one is left out (the molecule)."""
+    if cell is None and pbc is None and kpoints is None and kpoint_shift is None and electronic_temperature is None:
+        return None
+    if cell is not None:
+        cell = np.ascontiguousarray(np.asarray(cell, dtype=np.float64))
+        if cell.shape != (3, 3):
+            raise InputRejected(f"cell must be 3 x 3 lattice vectors (angstrom), not of shape {cell.shape}")
+        pbc = (True, True, True) if pbc is None else pbc
+    pbc = (False, False, False) if pbc is None else pbc
+    pbc = tuple(bool(p) for p in np.broadcast_to(np.asarray(pbc, dtype=bool), (3,)))
+    if any(pbc) and cell is None:
+        raise InputRejected("pbc needs a cell")
+    if kpoints is not None:
+        kpoints = tuple(int(k) for k in np.broadcast_to(np.asarray(kpoints), (3,)))
+    shift = (0.0, 0.0, 0.0) if kpoint_shift is None else tuple(float(s) for s in kpoint_shift)
+    if len(shift) != 3:
+        raise InputRejected("kpoint_shift must be three numbers")
+    temperature = None if electronic_temperature is None else float(electronic_temperature)
+    return cell if any(pbc) else None, pbc, kpoints, shift, temperature
+
+
+def evaluate(symbols: Sequence[str], positions: ArrayLike, *, cell: ArrayLike | None = None,
+             pbc: Sequence[bool] | bool | None = None, kpoints: Sequence[int] | None = None,
+             kpoint_shift: Sequence[float] | None = None,
+             electronic_temperature: float | None = None) -> Evaluation:
+    """Energy, forces and orbital energies of a molecule, or of a periodic structure.
 
     ``symbols``: one of "H", "C", "N", "O" per atom; ``positions``: n x 3 (angstrom).
+    ``cell``: 3 x 3 lattice vectors (rows, angstrom) and ``pbc`` which of them repeat (default
+    all three with a cell); ``kpoints``: a Gamma-centred grid (default: 0.2/angstrom spacing),
+    ``kpoint_shift`` its shift in grid steps; ``electronic_temperature`` in K (default 300 with
+    a periodic cell, 0 for a molecule). With any of these the periodic model answers: E, F,
+    E0 and the Fermi level are set, and the forces are -dF/dr.
     Raises InputRejected for anything but those four elements, a wrong shape, a non-finite
-    coordinate, no atoms or two atoms closer than 1e-10 angstrom, and NumericalError when the
-    result is not finite.
+    coordinate, no atoms or two atoms closer than 1e-10 angstrom (or than an image), a bad
+    cell, grid or temperature, and NumericalError when the result is not finite.
     """
     symbols, r = _arguments(symbols, positions)
+    periodic = _periodic_arguments(cell, pbc, kpoints, kpoint_shift, electronic_temperature)
+    if periodic is not None:
+        d = _SESSIONS.evaluate_periodic(symbols, r, *periodic)
+        return Evaluation(d["energy"], d["forces"], d["band_energies"], d["charges"],
+                          None if periodic[0] is not None else _dipole(r, d["charges"]),
+                          d["free_energy"], d["energy_zero"], d["fermi_level"], d["band_gap"],
+                          d["electronic_temperature"], d["kpoint_grid"], d["degenerate_edge"])
     energy, forces, eps, messages, charges, dipole = _SESSIONS.evaluate(symbols, r)
     _warn_model_messages(messages)
     return Evaluation(energy, forces, eps, charges, dipole)
+
+
+def _dipole(r: np.ndarray, charges: np.ndarray) -> np.ndarray:
+    return (charges[:, None] * r).sum(axis=0) * DEBYE_PER_E_ANGSTROM
 
 
 def hessian(symbols: Sequence[str], positions: ArrayLike) -> np.ndarray:
@@ -192,7 +242,9 @@ def _atom_index(value, count: int, what: str) -> int:
 
 def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", fmax: float = 0.01,
           fix: Sequence[int] = (), pull: Sequence[tuple[int, int, float]] = (),
-          max_steps: int = 1000) -> Relaxation:
+          max_steps: int = 1000, *, cell: ArrayLike | None = None, pbc: Sequence[bool] | bool | None = None,
+          kpoints: Sequence[int] | None = None, kpoint_shift: Sequence[float] | None = None,
+          electronic_temperature: float | None = None) -> Relaxation:
     """Relaxes a molecule to a minimum of its energy, entirely in compiled code.
 
     ``method``: "lbfgs" (limited-memory BFGS with a line search that never lets the energy
@@ -201,9 +253,13 @@ def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", f
     ``fix``: indices (from 0) of atoms that never move. ``pull``: pairs ``(a, b, F)`` (indices
     from 0) pushed apart by a constant force F eV/angstrom along their axis (negative pulls
     them together); the optimiser minimises the energy less F times each pair's distance.
+    ``cell``, ``pbc``, ``kpoints``, ``kpoint_shift``, ``electronic_temperature``: as for
+    ``evaluate``; the atoms then relax in the fixed cell minimising F, and pulling pairs act
+    between the nearest images.
     Raises ValueError for a bad option, and as ``evaluate`` does.
     """
     symbols, r = _arguments(symbols, positions)
+    periodic = _periodic_arguments(cell, pbc, kpoints, kpoint_shift, electronic_temperature)
     if method not in METHODS:
         raise ValueError(f"method must be one of {', '.join(METHODS)}, not {method!r}")
     fmax = float(fmax)
@@ -224,6 +280,10 @@ def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", f
         if a == b or not np.isfinite(force):
             raise ValueError(f"a pulling pair needs two different atoms and a finite force, not {p!r}")
         pairs.append((a, b, force))
+    if periodic is not None:
+        d = _SESSIONS.relax_periodic(symbols, r, *periodic, method, fmax, int(max_steps), fixed, pairs)
+        return Relaxation(d["positions"], d["energy"], d["forces"], d["steps"], d["evaluations"], d["converged"],
+                          d["free_energy"])
     x, energy, forces, steps, evaluations, converged, messages = _SESSIONS.relax(
         symbols, r, method, fmax, int(max_steps), fixed, pairs)
     _warn_model_messages(messages)

@@ -22,22 +22,30 @@ __all__ = ["TBRelax", "read_atoms"]
 
 
 class TBRelax(Calculator):
-    """Energy and forces of a free molecule of H, C, N and O atoms.
+    """Energy and forces of a molecule, chain, sheet or crystal of H, C, N and O atoms.
 
     Results are kept for the geometry they belong to: asking for the energy and then the forces
-    of the same atoms evaluates the model once. Besides ``energy``, ``free_energy`` (the same:
-    the model has no electronic temperature) and ``forces``, the calculator gives the Mulliken
-    ``charges`` (e) and the ``dipole`` of those charges (e angstrom, ASE's unit), and
-    ``results`` holds ``orbital_energies`` (eV, ascending). ``evaluations`` counts the model
+    of the same atoms evaluates the model once. Besides ``energy``, ``free_energy`` and
+    ``forces``, the calculator gives the Mulliken ``charges`` (e), for a molecule the ``dipole``
+    of those charges (e angstrom, ASE's unit), and ``results`` holds ``orbital_energies`` (eV,
+    ascending; k-points x bands with a cell or a temperature). ``evaluations`` counts the model
     evaluations made.
 
+    Atoms with periodic boundary conditions are evaluated in their cell on a k-point grid:
+    ``kpts`` (three counts; default 0.2/angstrom spacing) and ``electronic_temperature`` (K;
+    default 300 with a cell, 0 for a molecule). As ASE expects, ``free_energy`` is the Mermin
+    free energy F = E - T S_el, whose minus gradient the forces are, and ``energy`` is the
+    zero-temperature estimate E0 = (E + F) / 2; for a molecule at 0 K all three are E.
+
     Raises ``InputError`` for elements other than H, C, N, O, atoms closer than 1e-10
-    angstrom, periodic boundary conditions or no atoms, and ``CalculationFailed`` when the
-    model gives a non-finite energy or force.
+    angstrom (or than an image), a bad cell, grid or temperature, or no atoms, and
+    ``CalculationFailed`` when the model gives a non-finite energy or force.
     """
 
     implemented_properties = ["energy", "free_energy", "forces", "charges", "dipole"]
     nolabel = True
+
+    default_parameters = {"kpts": None, "electronic_temperature": None}
 
     def __init__(self, **kwargs) -> None:
         super().__init__(**kwargs)
@@ -50,23 +58,29 @@ class TBRelax(Calculator):
         unknown = sorted(set(symbols) - set(MASSES))
         if unknown:
             raise InputError(f"the model knows only H, C, N and O, not {', '.join(unknown)}")
-        if self.atoms.pbc.any():
-            raise InputError("the model describes a free molecule: periodic boundary conditions are not supported")
+        periodic = bool(self.atoms.pbc.any())
+        kpts, temperature = self.parameters.kpts, self.parameters.electronic_temperature
         try:
-            result = evaluate(symbols, self.atoms.positions)
+            if periodic or kpts is not None or temperature is not None:
+                result = evaluate(symbols, self.atoms.positions, cell=np.array(self.atoms.cell) if periodic else None,
+                                  pbc=self.atoms.pbc if periodic else None, kpoints=kpts,
+                                  electronic_temperature=temperature)
+            else:
+                result = evaluate(symbols, self.atoms.positions)
         except InputRejected as e:
             raise InputError(str(e)) from e
         except NumericalError as e:
             raise CalculationFailed(str(e)) from e
         self.evaluations += 1
         self.results = {
-            "energy": result.energy,
-            "free_energy": result.energy,
+            "energy": result.energy if result.energy_zero is None else result.energy_zero,
+            "free_energy": result.energy if result.free_energy is None else result.free_energy,
             "forces": result.forces,
             "orbital_energies": result.orbital_energies,
             "charges": result.charges,
-            "dipole": result.dipole / DEBYE_PER_E_ANGSTROM,
         }
+        if result.dipole is not None:
+            self.results["dipole"] = result.dipole / DEBYE_PER_E_ANGSTROM
 
 
 def read_atoms(path: str | os.PathLike, model_masses: bool = False, tbrelax_symbols: bool = False) -> Atoms:

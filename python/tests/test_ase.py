@@ -44,7 +44,8 @@ def test_results_match_the_module_and_are_reused():
     (Atoms("OHHe", positions=WATER_POSITIONS), InputError, "He"),
     (Atoms("OHCl", positions=WATER_POSITIONS), InputError, "Cl"),
     (Atoms("OHH", positions=[[0, 0, 0], [1, 0, 0], [1, 0, 5e-11]]), InputError, "same position"),
-    (Atoms("OHH", positions=WATER_POSITIONS, cell=[10, 10, 10], pbc=True), InputError, "periodic"),
+    (Atoms("CC", positions=[[0, 0, 0], [1.3, 0, 0]], cell=[1.3, 9, 9], pbc=[True, False, False]), InputError,
+     "coincides with an image"),
     (Atoms(), InputError, "no atoms"),
     # Separations beyond the range of a double: the model has no finite answer.
     (Atoms("H2", positions=[[0, 0, 0], [0, 0, 1e200]]), CalculationFailed, "not a finite number"),

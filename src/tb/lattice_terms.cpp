@@ -70,6 +70,35 @@ std::array<long, 3> translation_bounds(const periodic_cell& cell, double reach) 
 
 std::string atom_name(int a) { return "atom " + std::to_string(a + 1); }
 
+// The truncation radius of every element pair, the largest, and the translation bounds they
+// need for c in `cell`; throws input_rejected for a cell that needs too many.
+struct lattice_reach {
+  double radius[5][5] = {};
+  std::array<long, 3> bound{};
+};
+
+lattice_reach reach_of(const common_var& c, const periodic_cell& cell, const param& par) {
+  lattice_reach r;
+  double largest_radius = 0;
+  for (int ta = 1; ta <= 4; ++ta)
+    for (int tb = ta; tb <= 4; ++tb) {
+      r.radius[ta][tb] = r.radius[tb][ta] = truncation_radius(ta, tb, par);
+      largest_radius = std::max(largest_radius, r.radius[ta][tb]);
+    }
+  // Every difference r_b - r_a lies within `spread` of zero: translations beyond the radius plus
+  // the spread reach no image.
+  double spread = 0;
+  for (int a = 0; a < c.at_count; ++a)
+    for (int b = a + 1; b < c.at_count; ++b)
+      spread = std::max(spread, std::hypot(c.x[b] - c.x[a], c.y[b] - c.y[a], c.z[b] - c.z[a]));
+  r.bound = translation_bounds(cell, largest_radius + spread);
+  const double count = double(2 * r.bound[0] + 1) * double(2 * r.bound[1] + 1) * double(2 * r.bound[2] + 1);
+  if (count > double(max_lattice_translations))
+    throw input_rejected("the cell is too small: the lattice sums would need " + std::to_string(long(count)) +
+                         " translations (at most " + std::to_string(max_lattice_translations) + ")");
+  return r;
+}
+
 }  // namespace
 
 double truncation_radius(int ta, int tb, const param& par) {
@@ -80,26 +109,14 @@ double truncation_radius(int ta, int tb, const param& par) {
   return R;
 }
 
-std::vector<lattice_term> lattice_terms(const common_var& c, const periodic_cell& cell, const param& par) {
-  double radius[5][5] = {};
-  double largest_radius = 0;
-  for (int ta = 1; ta <= 4; ++ta)
-    for (int tb = ta; tb <= 4; ++tb) {
-      radius[ta][tb] = radius[tb][ta] = truncation_radius(ta, tb, par);
-      largest_radius = std::max(largest_radius, radius[ta][tb]);
-    }
-  // Every difference r_b - r_a lies within `spread` of zero: translations beyond the radius plus
-  // the spread reach no image.
-  double spread = 0;
-  for (int a = 0; a < c.at_count; ++a)
-    for (int b = a + 1; b < c.at_count; ++b)
-      spread = std::max(spread, std::hypot(c.x[b] - c.x[a], c.y[b] - c.y[a], c.z[b] - c.z[a]));
-  const std::array<long, 3> bound = translation_bounds(cell, largest_radius + spread);
-  const double count = double(2 * bound[0] + 1) * double(2 * bound[1] + 1) * double(2 * bound[2] + 1);
-  if (count > double(max_lattice_translations))
-    throw input_rejected("the cell is too small: the lattice sums would need " + std::to_string(long(count)) +
-                         " translations (at most " + std::to_string(max_lattice_translations) + ")");
+void check_lattice_reach(const common_var& c, const periodic_cell& cell, const param& par) {
+  reach_of(c, cell, par);
+}
 
+std::vector<lattice_term> lattice_terms(const common_var& c, const periodic_cell& cell, const param& par) {
+  const lattice_reach reach_all = reach_of(c, cell, par);
+  const auto& radius = reach_all.radius;
+  const std::array<long, 3>& bound = reach_all.bound;
   std::vector<vec3> translations;
   std::vector<std::array<int, 3>> indices;
   for (long i = -bound[0]; i <= bound[0]; ++i)

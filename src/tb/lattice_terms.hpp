@@ -36,6 +36,10 @@ struct lattice_term {
   std::array<double, 3> T;
 };
 
+// Throws input_rejected, as lattice_terms does, for a cell that would need more than
+// max_lattice_translations translations; checks nothing else and lists nothing.
+void check_lattice_reach(const common_var& c, const periodic_cell& cell, const param& par);
+
 // The terms of the structure c in `cell`, in order of a, then b, then translation. Throws
 // input_rejected for an atom that coincides with an image of another (or of itself) and for a
 // cell that would need more than max_lattice_translations translations.
