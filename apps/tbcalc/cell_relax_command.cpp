@@ -213,7 +213,7 @@ void strain_ramp(calculation& calc, const std::string& path, const options& o, s
 void relax_cell_file(calculation& calc, const std::string& path, const options& o, std::ostream& progress,
                      std::ostream& text, json_writer& json) {
   common_var& c = calc.c;
-  const std::optional<periodic_setup> found = periodic_setup_for(calc.comment, o.periodic, c.wfunc_count);
+  const std::optional<periodic_setup> found = periodic_setup_for(calc.comment, o.periodic, c, calc.par);
   if (!found || !found->periodic)
     throw usage_fault("--cell needs a periodic structure (a Lattice with pbc=\"T ...\" on its comment line)");
   periodic_setup setup = *found;

@@ -129,7 +129,7 @@ int run_elastic(const options& o, work_sharing& group, std::ostream& out, std::o
   const file_work one_file = [&](const std::string& path, std::ostream& warnings, std::ostream& text, json_writer& json) {
     calculation calc(warnings);
     calc.read(path, o.tbrelax_symbols);
-    const std::optional<periodic_setup> setup = periodic_setup_for(calc.comment, o.periodic, calc.c.wfunc_count);
+    const std::optional<periodic_setup> setup = periodic_setup_for(calc.comment, o.periodic, calc.c, calc.par);
     if (!setup || !setup->periodic)
       throw usage_fault("elastic needs a periodic structure (a Lattice with pbc=\"T ...\" on its comment line)");
     const periodic_model model{calc.par, *calc.solver, setup->settings, signals::check_interruption};

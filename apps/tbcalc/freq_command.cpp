@@ -139,7 +139,7 @@ int run_freq(const options& o, work_sharing& group, std::ostream& out, std::ostr
     std::optional<periodic_setup> periodic;
     const auto read = [&] {
       calc.read(path, o.tbrelax_symbols, /*hessian=*/true);
-      periodic = periodic_setup_for(calc.comment, o.periodic, calc.c.wfunc_count);
+      periodic = periodic_setup_for(calc.comment, o.periodic, calc.c, calc.par);
       if (periodic && !periodic->periodic)
         throw usage_fault("--kpoints, --kpoint-shift and --electronic-temperature work with periodic structures in freq");
       if (periodic && shared_hessian) throw usage_fault("freq of a periodic structure runs on one process");

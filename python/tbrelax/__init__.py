@@ -30,7 +30,7 @@ from . import _core
 
 __all__ = [
     "evaluate", "hessian", "vibrations", "thermochemistry", "relax", "read_xyz", "Evaluation", "Vibrations",
-    "Thermochemistry", "Relaxation", "Structure", "MASSES", "METHODS", "DEBYE_PER_E_ANGSTROM",
+    "Thermochemistry", "Relaxation", "Structure", "MASSES", "METHODS", "VOIGT", "DEFAULT_SMAX", "DEBYE_PER_E_ANGSTROM",
     "Error", "FileError", "InputRejected", "NumericalError", "OutOfMemory", "TBRelaxWarning",
 ]
 
@@ -43,6 +43,13 @@ DEBYE_PER_E_ANGSTROM: float = _core.debye_per_e_angstrom
 
 #: The optimisers of ``relax``.
 METHODS = ("lbfgs", "fire")
+
+#: The Voigt components of a stress or of a cell deformation, in order.
+VOIGT = ("xx", "yy", "zz", "yz", "xz", "xy")
+
+#: Default stop criterion of ``relax(..., relax_cell=True)`` on the stress: 0.005 GPa in
+#: eV/angstrom^3, as ``tbcalc relax --cell``.
+DEFAULT_SMAX: float = 0.005 / 160.21766208
 
 # The sessions of the module's calls and of the ASE calculator.
 _SESSIONS = _core.Sessions()
@@ -63,6 +70,9 @@ class Evaluation(NamedTuple):
     electronic_temperature: float = 0.0   #: K
     kpoints: tuple[int, int, int] | None = None  #: the grid used
     degenerate_edge: bool = False   #: T = 0 and a degenerate level at the Fermi edge partly filled
+    #: (1/V) dF/d(strain), Voigt xx yy zz yz xz xy (eV/angstrom^3, positive tensile, V the whole
+    #: cell with its vacuum, as ASE's get_stress); None for a molecule
+    stress: np.ndarray | None = None
 
 
 class Thermochemistry(NamedTuple):
@@ -103,6 +113,10 @@ class Relaxation(NamedTuple):
     evaluations: int        #: model evaluations, the start included
     converged: bool         #: the largest force on a free atom fell below fmax
     free_energy: float | None = None  #: F, what a relaxation with a cell or temperature minimises
+    cell: np.ndarray | None = None    #: the lattice vectors at the end, 3 x 3 rows (angstrom)
+    stress: np.ndarray | None = None  #: Voigt stress at the end (eV/angstrom^3, positive tensile)
+    volume: float | None = None       #: of the whole cell at the end, vacuum included (angstrom^3)
+    enthalpy: float | None = None     #: F + p V at the end (eV), with relax_cell
 
 
 class Structure(NamedTuple):
@@ -178,7 +192,7 @@ def evaluate(symbols: Sequence[str], positions: ArrayLike, *, cell: ArrayLike | 
         return Evaluation(d["energy"], d["forces"], d["band_energies"], d["charges"],
                           None if periodic[0] is not None else _dipole(r, d["charges"]),
                           d["free_energy"], d["energy_zero"], d["fermi_level"], d["band_gap"],
-                          d["electronic_temperature"], d["kpoint_grid"], d["degenerate_edge"])
+                          d["electronic_temperature"], d["kpoint_grid"], d["degenerate_edge"], d["stress"])
     energy, forces, eps, messages, charges, dipole = _SESSIONS.evaluate(symbols, r)
     _warn_model_messages(messages)
     return Evaluation(energy, forces, eps, charges, dipole)
@@ -244,7 +258,8 @@ def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", f
           fix: Sequence[int] = (), pull: Sequence[tuple[int, int, float]] = (),
           max_steps: int = 1000, *, cell: ArrayLike | None = None, pbc: Sequence[bool] | bool | None = None,
           kpoints: Sequence[int] | None = None, kpoint_shift: Sequence[float] | None = None,
-          electronic_temperature: float | None = None) -> Relaxation:
+          electronic_temperature: float | None = None, relax_cell: bool = False, smax: float = DEFAULT_SMAX,
+          pressure: float = 0.0, cell_mask: Sequence[str] | None = None, isotropic: bool = False) -> Relaxation:
     """Relaxes a molecule to a minimum of its energy, entirely in compiled code.
 
     ``method``: "lbfgs" (limited-memory BFGS with a line search that never lets the energy
@@ -256,7 +271,15 @@ def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", f
     ``cell``, ``pbc``, ``kpoints``, ``kpoint_shift``, ``electronic_temperature``: as for
     ``evaluate``; the atoms then relax in the fixed cell minimising F, and pulling pairs act
     between the nearest images.
-    Raises ValueError for a bad option, and as ``evaluate`` does.
+    ``relax_cell``: the periodic lattice vectors relax too, until besides the forces no free
+    component of stress + ``pressure`` exceeds ``smax`` (both eV/angstrom^3; the pressure acts
+    on the whole cell's volume and the optimiser lowers F + p V). ``cell_mask``: the Voigt
+    components that may change (names from ``VOIGT``; default every one between periodic
+    axes: all six for a crystal, the in-plane ones of a sheet, the axial one of a chain);
+    ``isotropic``: the free lengths scale together, without shear. ``pull`` is refused with it.
+    The result then holds the final ``cell``, ``stress``, ``volume`` and ``enthalpy``.
+    Raises ValueError for a bad option, and as ``evaluate`` does; NumericalError when the cell
+    collapses below a tenth of its starting size.
     """
     symbols, r = _arguments(symbols, positions)
     periodic = _periodic_arguments(cell, pbc, kpoints, kpoint_shift, electronic_temperature)
@@ -280,14 +303,49 @@ def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "lbfgs", f
         if a == b or not np.isfinite(force):
             raise ValueError(f"a pulling pair needs two different atoms and a finite force, not {p!r}")
         pairs.append((a, b, force))
+    if relax_cell:
+        if periodic is None or periodic[0] is None:
+            raise ValueError("relax_cell needs a periodic cell (cell= and pbc=)")
+        if pairs:
+            raise ValueError("pull cannot be combined with relax_cell: the nearest images change with the cell")
+        d = _SESSIONS.relax_cell(symbols, r, *periodic, method, fmax, int(max_steps), fixed,
+                                 _positive(smax, "smax"), _finite(pressure, "pressure"), _mask(cell_mask),
+                                 bool(isotropic))
+        return Relaxation(d["positions"], d["energy"], d["forces"], d["steps"], d["evaluations"], d["converged"],
+                          d["free_energy"], d["cell"], d["stress"], d["volume"], d["enthalpy"])
     if periodic is not None:
         d = _SESSIONS.relax_periodic(symbols, r, *periodic, method, fmax, int(max_steps), fixed, pairs)
         return Relaxation(d["positions"], d["energy"], d["forces"], d["steps"], d["evaluations"], d["converged"],
-                          d["free_energy"])
+                          d["free_energy"], None, d["stress"])
     x, energy, forces, steps, evaluations, converged, messages = _SESSIONS.relax(
         symbols, r, method, fmax, int(max_steps), fixed, pairs)
     _warn_model_messages(messages)
     return Relaxation(x, energy, forces, steps, evaluations, converged)
+
+
+def _positive(value, name: str) -> float:
+    value = float(value)
+    if not (np.isfinite(value) and value > 0):
+        raise ValueError(f"{name} must be a number above 0 (eV/angstrom^3), not {value}")
+    return value
+
+
+def _finite(value, name: str) -> float:
+    value = float(value)
+    if not np.isfinite(value):
+        raise ValueError(f"{name} must be a finite number (eV/angstrom^3), not {value}")
+    return value
+
+
+def _mask(components: Sequence[str] | None) -> tuple[bool, ...] | None:
+    if components is None:
+        return None
+    if isinstance(components, str):
+        components = [components]
+    unknown = [c for c in components if c not in VOIGT]
+    if unknown or not components:
+        raise ValueError(f"cell_mask takes components among {', '.join(VOIGT)}, not {list(components)!r}")
+    return tuple(v in components for v in VOIGT)
 
 
 _SKIPPED_LINE = re.compile(r"WARNING: Inadmissible chemical element: (\S)$")
