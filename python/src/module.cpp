@@ -282,6 +282,37 @@ py::dict relax_cell_py(session_pool& pool, const std::vector<std::string>& symbo
   return d;
 }
 
+py::dict phonons_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions,
+                     const positions_array& cell, const std::array<bool, 3>& pbc,
+                     const std::optional<std::array<int, 3>>& grid, const std::array<double, 3>& shift,
+                     std::optional<double> electronic_temperature, double temperature) {
+  const position_list r = to_positions(positions);
+  const periodic_request request = periodic_request_of(cell, pbc, grid, shift, electronic_temperature);
+  auto check = keyboard_interrupt_check();
+  phonon_result x;
+  {
+    py::gil_scoped_release unlocked;
+    x = phonons_call(pool, symbols, r, request, temperature, std::move(check));
+  }
+  const gamma_phonons& g = x.modes;
+  std::vector<double> modes;
+  for (const auto& mode : g.modes) modes.insert(modes.end(), mode.begin(), mode.end());
+  py::dict d;
+  d["free_energy"] = g.free_energy;
+  d["frequencies"] = to_array(g.frequencies);
+  d["modes"] = to_array(modes, static_cast<py::ssize_t>(g.modes.size()), static_cast<py::ssize_t>(3 * r.size()));
+  d["translations"] = to_array(std::vector<double>(g.translations.begin(), g.translations.end()));
+  d["temperature"] = temperature;
+  d["zero_point_energy"] = x.thermo.zero_point_energy;
+  d["vibrational_energy"] = x.thermo.internal_energy;
+  d["vibrational_entropy"] = x.thermo.entropy;
+  d["vibrational_free_energy"] = x.thermo.free_energy;
+  d["imaginary_modes"] = x.thermo.imaginary_modes;
+  d["kpoint_grid"] = py::make_tuple(x.grid[0], x.grid[1], x.grid[2]);
+  d["electronic_temperature"] = x.electronic_temperature;
+  return d;
+}
+
 py::tuple read_xyz_py(const std::string& path, bool tbrelax_symbols) {
   structure st;
   {
@@ -354,7 +385,10 @@ PYBIND11_MODULE(_core, m) {
            py::arg("kpoints"), py::arg("kpoint_shift"), py::arg("electronic_temperature"), py::arg("method"),
            py::arg("fmax"), py::arg("max_steps"), py::arg("fix"), py::arg("smax"), py::arg("pressure"),
            py::arg("mask"), py::arg("isotropic"),
-           "atoms and cell relaxed together to zero forces and stress -pressure, minimising F + p V (dict)");
+           "atoms and cell relaxed together to zero forces and stress -pressure, minimising F + p V (dict)")
+      .def("phonons", &phonons_py, py::arg("symbols"), py::arg("positions"), py::arg("cell"), py::arg("pbc"),
+           py::arg("kpoints"), py::arg("kpoint_shift"), py::arg("electronic_temperature"), py::arg("temperature"),
+           "phonons at Gamma of a periodic cell and their harmonic thermochemistry per cell (dict)");
   m.def("thermochemistry", &thermochemistry_py, py::arg("symbols"), py::arg("positions"), py::arg("frequencies"),
         py::arg("energy"), py::arg("temperature"), py::arg("pressure"), py::arg("symmetry_number"),
         py::arg("soft_mode_cutoff"), "thermochemistry of given wavenumbers (dict)");

@@ -120,4 +120,24 @@ periodic_result relax_cell_call(session_pool& pool, const std::vector<std::strin
   return out;
 }
 
+phonon_result phonons_call(session_pool& pool, const std::vector<std::string>& symbols,
+                           const position_list& positions, const periodic_request& request, double temperature,
+                           std::function<void()> interruption_check) {
+  if (!request.cell || !request.cell->periodic()) throw input_rejected("phonons need a periodic cell; use vibrations");
+  if (!std::isfinite(temperature) || temperature < 0)
+    throw input_rejected("temperature must be a finite number of at least 0 K");
+  const session_pool::lease session = pool.take(symbols, std::move(interruption_check));
+  model_session& s = *session;
+  load_checked(s, symbols, positions);
+  periodic_result grid;
+  const periodic_settings settings = settings_for(request, s.c, s.par, grid);
+  if (s.model.interruption_check) s.model.interruption_check();
+  phonon_result out;
+  out.modes = phonons_at_gamma(s.c, s.par, settings, *s.solver);
+  out.thermo = harmonic_thermo(out.modes.frequencies, temperature);
+  out.grid = grid.grid;
+  out.electronic_temperature = grid.temperature;
+  return out;
+}
+
 }  // namespace tbrelax::python

@@ -11,6 +11,7 @@
 #include "molecule_input.hpp"
 #include "optimize/optimiser_run.hpp"
 #include "driver/cell_relaxation.hpp"
+#include "hessian/gamma_phonons.hpp"
 #include "session_pool.hpp"
 #include "tb/periodic_evaluation.hpp"
 #include "tb/stress.hpp"
@@ -69,5 +70,17 @@ periodic_result relax_cell_call(session_pool& pool, const std::vector<std::strin
                                 const position_list& positions, const periodic_request& request,
                                 const optimiser_settings& settings, const cell_request& cell,
                                 std::function<void()> interruption_check = {});
+
+// Phonons at Gamma of a periodic cell and their harmonic thermochemistry per cell at
+// `temperature` (K). Throws input_rejected for a molecule or a bad temperature.
+struct phonon_result {
+  gamma_phonons modes;
+  vibrational_thermo thermo;
+  std::array<int, 3> grid{1, 1, 1};
+  double electronic_temperature = 0;
+};
+phonon_result phonons_call(session_pool& pool, const std::vector<std::string>& symbols,
+                           const position_list& positions, const periodic_request& request, double temperature,
+                           std::function<void()> interruption_check = {});
 
 }  // namespace tbrelax::python

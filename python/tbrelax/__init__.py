@@ -29,8 +29,8 @@ from .errors import Error, FileError, InputRejected, NumericalError, OutOfMemory
 from . import _core
 
 __all__ = [
-    "evaluate", "hessian", "vibrations", "thermochemistry", "relax", "read_xyz", "Evaluation", "Vibrations",
-    "Thermochemistry", "Relaxation", "Structure", "MASSES", "METHODS", "VOIGT", "DEFAULT_SMAX", "DEBYE_PER_E_ANGSTROM",
+    "evaluate", "hessian", "vibrations", "phonons", "thermochemistry", "relax", "read_xyz", "Evaluation", "Vibrations",
+    "Thermochemistry", "Phonons", "Relaxation", "Structure", "MASSES", "METHODS", "VOIGT", "DEFAULT_SMAX", "DEBYE_PER_E_ANGSTROM",
     "Error", "FileError", "InputRejected", "NumericalError", "OutOfMemory", "TBRelaxWarning",
 ]
 
@@ -102,6 +102,22 @@ class Vibrations(NamedTuple):
     rigid_frequencies: np.ndarray  #: translations and rotations (cm^-1), near zero at a minimum
     linear: bool
     thermochemistry: Thermochemistry
+
+
+class Phonons(NamedTuple):
+    """Phonons at Gamma of a periodic cell, as ``tbcalc freq`` reports them for a periodic file."""
+    free_energy: float            #: F at the geometry (eV per cell)
+    frequencies: np.ndarray       #: 3n - 3, ascending (cm^-1; imaginary ones negative)
+    modes: np.ndarray             #: modes x n x 3, Cartesian displacements of unit length
+    translations: np.ndarray      #: curvature left along the x, y, z translations (cm^-1), near 0
+    temperature: float            #: of the thermochemistry (K)
+    zero_point_energy: float      #: eV per cell, over the real modes
+    vibrational_energy: float     #: U, zero-point energy included (eV per cell)
+    vibrational_entropy: float    #: S (eV/K per cell)
+    vibrational_free_energy: float  #: U - T S (eV per cell)
+    imaginary_modes: int          #: left out of the thermochemistry
+    kpoints: tuple[int, int, int]  #: the grid used
+    electronic_temperature: float  #: K
 
 
 class Relaxation(NamedTuple):
@@ -231,6 +247,31 @@ def vibrations(symbols: Sequence[str], positions: ArrayLike, *, temperature: flo
     _warn_model_messages(messages)
     return Vibrations(energy, nu, intensities, modes.reshape(len(nu), len(symbols), 3), rigid, linear,
                       Thermochemistry(**thermo))
+
+
+def phonons(symbols: Sequence[str], positions: ArrayLike, *, cell: ArrayLike,
+            pbc: Sequence[bool] | bool | None = None, kpoints: Sequence[int] | None = None,
+            kpoint_shift: Sequence[float] | None = None, electronic_temperature: float | None = None,
+            temperature: float = 298.15) -> Phonons:
+    """Phonons at Gamma of a periodic cell (the modes of a supercell include those of the
+    wavevectors that fold onto its Gamma point) and their harmonic thermochemistry per cell at
+    ``temperature`` (K), with no translation or rotation of a gas.
+
+    The Hessian of F comes from central differences of the forces (1e-4 angstrom, 6 n
+    evaluations, every image of an atom moving with it), mass-weighted with the model's masses;
+    only the three rigid translations are set apart. ``cell``, ``pbc``, ``kpoints``,
+    ``kpoint_shift``, ``electronic_temperature``: as for ``evaluate``. Relax the atoms and the
+    cell first (``relax(..., relax_cell=True, fmax=1e-4)``). Raises as ``evaluate`` does, and
+    InputRejected for a cell with no periodic axis or a bad temperature.
+    """
+    symbols, r = _arguments(symbols, positions)
+    periodic = _periodic_arguments(cell, pbc, kpoints, kpoint_shift, electronic_temperature)
+    if periodic is None or periodic[0] is None:
+        raise InputRejected("phonons need a periodic cell; use vibrations for a molecule")
+    d = _SESSIONS.phonons(symbols, r, *periodic, float(temperature))
+    d["modes"] = d["modes"].reshape(len(d["frequencies"]), len(symbols), 3)
+    d["kpoints"] = d.pop("kpoint_grid")
+    return Phonons(**d)
 
 
 def thermochemistry(symbols: Sequence[str], positions: ArrayLike, frequencies: ArrayLike, *,

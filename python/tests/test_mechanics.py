@@ -105,12 +105,29 @@ def test_cell_options_are_checked():
         tbrelax.relax(["C", "C"], SHEET.positions, relax_cell=True)
 
 
-def test_phonopy_gamma_phonons_match_tbcalc_freq(tmp_path):
-    phonopy = pytest.importorskip("phonopy")
-    from phonopy.structure.atoms import PhonopyAtoms
+def _tbcalc_freq(atoms: Atoms, kpoints: str, tmp_path) -> np.ndarray:
     exe = program("tbcalc")
     if exe is None:
         pytest.skip("tbcalc is not built (set TBCALC_PROGRAM)")
+    atoms.write(tmp_path / "cell.xyz", format="extxyz")
+    done = subprocess.run([str(exe), "freq", "--json", "--kpoints", kpoints, str(tmp_path / "cell.xyz")],
+                          capture_output=True, text=True, timeout=120, check=True)
+    return np.array(json.loads(done.stdout)["frequencies"])
+
+
+def test_phonons_are_those_of_tbcalc_freq(tmp_path):
+    unit = graphene(A_RELAXED)
+    p = tbrelax.phonons(unit.get_chemical_symbols(), unit.positions, cell=unit.cell, pbc=unit.pbc,
+                        kpoints=(12, 12, 1))
+    # The file tbcalc reads rounds the positions to 1e-8 angstrom.
+    np.testing.assert_allclose(p.frequencies, _tbcalc_freq(unit, "12,12,1", tmp_path), atol=1e-3)
+    assert p.modes.shape == (3, 2, 3) and np.abs(p.translations).max() < 0.01
+    assert p.vibrational_free_energy == pytest.approx(p.vibrational_energy - p.temperature * p.vibrational_entropy)
+
+
+def test_phonopy_gamma_phonons_match_tbcalc_freq(tmp_path):
+    phonopy = pytest.importorskip("phonopy")
+    from phonopy.structure.atoms import PhonopyAtoms
     unit = graphene(A_RELAXED, z=10.0)  # mid-vacuum, so that no atom wraps to the far side
     ph = phonopy.Phonopy(PhonopyAtoms(symbols=["C", "C"], cell=unit.cell[:], positions=unit.positions,
                                       masses=[tbrelax.MASSES["C"]] * 2), supercell_matrix=np.diag([2, 2, 1]))
@@ -126,10 +143,7 @@ def test_phonopy_gamma_phonons_match_tbcalc_freq(tmp_path):
     ph.run_qpoints([[0, 0, 0], [0.5, 0, 0], [0, 0.5, 0], [0.5, 0.5, 0]])  # the q that fold onto Gamma of 2 x 2
     ours = np.sort(ph.get_qpoints_dict()["frequencies"].ravel()) * 33.35640951981521  # THz to cm^-1
     sc = ph.supercell
-    Atoms(sc.symbols, cell=sc.cell, scaled_positions=sc.scaled_positions, pbc=unit.pbc).write(
-        tmp_path / "supercell.xyz", format="extxyz")
-    done = subprocess.run([str(exe), "freq", "--json", "--kpoints", "6,6,1", str(tmp_path / "supercell.xyz")],
-                          capture_output=True, text=True, timeout=120, check=True)
-    theirs = np.sort(json.loads(done.stdout)["frequencies"])
+    theirs = _tbcalc_freq(Atoms(sc.symbols, cell=sc.cell, scaled_positions=sc.scaled_positions, pbc=unit.pbc),
+                          "6,6,1", tmp_path)
     np.testing.assert_allclose(ours[3:], theirs, atol=0.5)
     np.testing.assert_allclose(ours[:3], 0, atol=0.5)
