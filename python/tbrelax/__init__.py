@@ -7,7 +7,9 @@ H, C, N and O atoms.
 -8.6858
 
 Energies are in eV, positions in angstrom, forces in eV/angstrom, Hessians in eV/angstrom^2,
-charges in e, dipoles in debye, wavenumbers in cm^-1, IR intensities in km/mol.
+charges in e, dipoles in debye, wavenumbers in cm^-1, IR intensities in km/mol, stresses in
+eV/angstrom^3. Chains, sheets and crystals: ``cell=`` in ``evaluate`` and ``relax``,
+``relax(..., relax_cell=True)`` for the cell too, ``phonons`` for their vibrations at Gamma.
 The ASE calculator is ``tbrelax.ase.TBRelax``; ``tbrelax.plots`` draws spectra and relaxations.
 Every call releases the GIL while it computes. The model's storage is kept between calls (per
 molecule size, one per thread that calls at the same time), so a loop of evaluations of one
@@ -30,7 +32,8 @@ from . import _core
 
 __all__ = [
     "evaluate", "hessian", "vibrations", "phonons", "thermochemistry", "relax", "read_xyz", "Evaluation", "Vibrations",
-    "Thermochemistry", "Phonons", "Relaxation", "Structure", "MASSES", "METHODS", "VOIGT", "DEFAULT_SMAX", "DEBYE_PER_E_ANGSTROM",
+    "Thermochemistry", "Phonons", "Relaxation", "Structure", "MASSES", "METHODS", "VOIGT", "DEFAULT_SMAX",
+    "DEBYE_PER_E_ANGSTROM",
     "Error", "FileError", "InputRejected", "NumericalError", "OutOfMemory", "TBRelaxWarning",
 ]
 
