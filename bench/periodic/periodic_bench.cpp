@@ -1,6 +1,5 @@
 // tbrelax_bench_periodic: timings of the periodic model, side by side in one run (not a test).
 //   graphene supercell at Gamma against a molecular flake of about the same basis size;
-//   a k-point solve (the 2n embedding) against a real solve of the same n;
 //   many small k-points on one thread against all threads;
 //   and the consistency pairs: supercell at Gamma against the primitive cell on the matching
 //   grid, water in a 30 angstrom box against the free molecule.
@@ -17,9 +16,6 @@ inline void omp_set_num_threads(int) {}
 
 #include "bench/molecules.hpp"
 #include "driver/model_session.hpp"
-#include "linalg/canonical_orthogonalisation.hpp"
-#include "tb/assembly.hpp"
-#include "tb/bloch_assembly.hpp"
 #include "tb/force.hpp"
 #include "tb/periodic_evaluation.hpp"
 
@@ -74,25 +70,6 @@ void gamma_against_flake(model_session& s) {
               periodic, spec.formula.c_str(), flake.wfunc_count, molecular, periodic / molecular);
 }
 
-void kpoint_solve_against_real(model_session& s) {
-  common_var sheet = graphene(14);
-  const periodic_cell cell = graphene_cell(14);
-  const std::vector<lattice_term> terms = lattice_terms(sheet, cell, s.par);
-  const std::vector<pair_block> blocks = lattice_blocks(sheet, s.par, terms);
-  const std::vector<kpoint> k = kpoint_grid(cell, {2, 1, 1});  // Gamma and a zone-boundary point
-  matrix S, H, C;
-  std::vector<double> eps;
-  std::vector<negative_overlap> negatives;
-  orthogonalisation_workspace w;
-  bloch_matrices(sheet, s.par, terms, blocks, k[0], false, S, H);
-  const double real = seconds([&] { enonort(eps, H, S, C, negatives, nullptr, &w); });
-  bloch_matrices(sheet, s.par, terms, blocks, k[1], true, S, H);
-  orthogonalisation_workspace w2;
-  const double complex = seconds([&] { enonort(eps, H, S, C, negatives, nullptr, &w2); });
-  std::printf("k-point solve (2n embedding) %.3f s, real solve %.3f s at n = %d: ratio %.2f\n", complex, real,
-              sheet.wfunc_count, complex / real);
-}
-
 void threads_on_many_kpoints(model_session& s) {
   const int all = omp_get_max_threads();
   for (auto [m, n] : {std::pair{1, 48}, std::pair{3, 16}}) {
@@ -132,6 +109,5 @@ int main() {
   std::printf("threads: %d, solver: %s\n", omp_get_max_threads(), s.solver->name().c_str());
   tbrelax::consistency(s);
   tbrelax::threads_on_many_kpoints(s);
-  tbrelax::kpoint_solve_against_real(s);
   tbrelax::gamma_against_flake(s);
 }

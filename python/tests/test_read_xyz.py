@@ -73,3 +73,20 @@ def test_nothing_waits_for_a_key(tmp_path):
     done = subprocess.run([sys.executable, "-c", script], stdin=subprocess.PIPE, capture_output=True,
                           text=True, timeout=60)
     assert done.stdout.strip() == "done", done.stderr
+
+
+@pytest.mark.parametrize("comment, title", [
+    ('Properties=species:S:1:pos:R:3 energy=-8.5 title="relaxed \\"w\\""', 'relaxed "w"'),
+    ('Lattice="9 0 0 0 9 0 0 0 9" Properties=species:S:1:pos:R:3:forces:R:3 pbc="F F F" water box', "water box"),
+])
+def test_extended_xyz_title_leaves_the_pairs_out(tmp_path, comment, title):
+    # As tbcalc relax and ASE write them; columns after x, y, z are ignored.
+    s = tbrelax.read_xyz(write(tmp_path, f"2\n{comment}\nO 0 0 0 1 2 3\nH 0 0 1 4 5 6\n"))
+    assert s.title == title
+    np.testing.assert_array_equal(s.positions, [[0, 0, 0], [0, 0, 1]])
+
+
+def test_extended_xyz_bad_lattice_names_the_place(tmp_path):
+    with pytest.raises(tbrelax.FileError, match="Lattice must hold nine numbers") as caught:
+        tbrelax.read_xyz(write(tmp_path, '1\nLattice="1 0 0" pbc="T T T"\nH 0 0 0\n'))
+    assert (caught.value.line, caught.value.column) == (2, 9)

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "state/common_var.hpp"
+#include "state/physical_constants.hpp"
 
 namespace tbrelax {
 
@@ -45,9 +46,6 @@ struct thermochemistry {
 // number below 1.
 thermochemistry compute_thermochemistry(const common_var& c, double E, const std::vector<double>& frequencies,
                                         bool linear, const thermo_conditions& conditions);
-
-// Boltzmann's constant (eV/K).
-inline constexpr double boltzmann_ev = 1.380649e-23 / 1.602176634e-19;
 
 // The vibrational entropy of one real mode of wavenumber nu (cm^-1) at T, in eV/K: the
 // harmonic oscillator's, weighted by w = 1 / (1 + (cutoff / nu)^4) against a free rotor's with

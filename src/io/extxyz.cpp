@@ -1,6 +1,7 @@
 #include "io/extxyz.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <fstream>
@@ -46,14 +47,18 @@ class comment_items {
       item it;
       const std::size_t start = pos_;
       std::string word = token(true);
+      const std::size_t after_word = pos_;
+      while (pos_ < line_.size() && is_blank(line_[pos_])) ++pos_;  // "key = value" too
       if (pos_ < line_.size() && line_[pos_] == '=') {
         ++pos_;
+        while (pos_ < line_.size() && is_blank(line_[pos_])) ++pos_;
         it.key = word;
         const std::size_t value_start = pos_;
         it.value = token(false);
         it.column = int(value_start) + 1;
         it.length = int(pos_ - value_start);
       } else {
+        pos_ = after_word;
         it.value = word;
         it.column = int(start) + 1;
         it.length = int(pos_ - start);
@@ -204,10 +209,13 @@ extxyz_comment parse_extxyz_comment(const std::string& comment, const std::strin
     cell.pbc = {true, true, true};
   }
   if (pbc != items.end()) cell.pbc = pbc_of(*pbc, reader);
-  const item& blamed = lattice != items.end() ? *lattice : *pbc;
-  if (lattice == items.end() && cell.periodic())
-    throw input_rejected("pbc marks a periodic axis but the line gives no Lattice", reader.at(blamed.column, blamed.length));
-  if (lattice != items.end() || pbc != items.end()) check_periodic_vectors(cell, reader.at(blamed.column, blamed.length));
+  if (lattice != items.end() || pbc != items.end()) {
+    const item& blamed = lattice != items.end() ? *lattice : *pbc;
+    const source_location where = reader.at(blamed.column, blamed.length);
+    if (lattice == items.end() && cell.periodic())
+      throw input_rejected("pbc marks a periodic axis but the line gives no Lattice", where);
+    check_periodic_vectors(cell, where);
+  }
   if (lattice != items.end()) out.cell = cell;
 
   if (const auto title = named("title"); title != items.end()) {

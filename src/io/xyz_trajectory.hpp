@@ -25,7 +25,8 @@ std::string quoted_title(const common_var& c);
 
 // One frame: "Properties=species:S:1:pos:R:3" and the pairs on its comment line. Given a cell,
 // the line starts with its Lattice and ends with its pbc flags, as ASE writes them.
-std::string xyz_frame(const common_var& c, const xyz_info& info, const std::optional<periodic_cell>& cell = std::nullopt);
+std::string xyz_frame(const common_var& c, const xyz_info& info,
+                      const std::optional<periodic_cell>& cell = std::nullopt);
 
 // A file of frames written as they come, each flushed at once so that a viewer can follow a
 // running relaxation. Failures are io_error naming the file.

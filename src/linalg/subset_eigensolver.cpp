@@ -1,5 +1,7 @@
 #include "linalg/subset_eigensolver.hpp"
 
+#include <algorithm>
+
 #include "linalg/eigen_detail.hpp"
 #include "linalg/products.hpp"
 #include "linalg/reflector_transform.hpp"
@@ -22,7 +24,7 @@ tridiagonal_reduction reduction_for_order(int n) {
 }
 
 bool subset_eigensolver(matrix& A, int vectors, double* values, matrix& Z, subset_eigen_workspace& w,
-                        tridiagonal_reduction how) {
+                        tridiagonal_reduction how, const column_choice& keep) {
   const int n = A.rows();
   if (Z.rows() != n || Z.cols() != vectors) Z = matrix(n, vectors);
   w.diagonal.resize(n);
@@ -42,6 +44,13 @@ bool subset_eigensolver(matrix& A, int vectors, double* values, matrix& Z, subse
     }
   }
   const bool solved = tridiagonal_eigen(n, w.diagonal.data(), w.off.data(), vectors, values, Z.data(), n, w.tridiagonal);
+  if (keep) {
+    // Ascending and distinct, so no column is overwritten before it is moved.
+    const std::vector<int> columns = keep(values);
+    for (std::size_t p = 0; p < columns.size(); ++p)
+      if (columns[p] != int(p)) std::copy_n(Z.col(columns[p]), n, Z.col(int(p)));
+    vectors = int(columns.size());
+  }
   if (banded) {
     apply_bulge_reflectors(w.chase, Z.data(), n, vectors);
     apply_band_reflectors(A, w.band, Z.data(), n, vectors);

@@ -5,6 +5,7 @@
 // (Householder, eigen_reduce.cpp) for moderate orders and goes through a band for large ones,
 // where the direct reduction is bound by memory.
 
+#include <functional>
 #include <vector>
 
 #include "linalg/band_reduction.hpp"
@@ -33,7 +34,11 @@ struct subset_eigen_workspace {
 // A (n x n) holds the symmetric matrix in its upper triangle and is overwritten. Every
 // eigenvalue, ascending, into values (n), and the orthonormal eigenvectors of the lowest
 // `vectors` into Z, which is shaped n x vectors. False where the tridiagonal eigensolver fails.
+// With `keep`, the eigenvectors that are transformed back are only those of the columns it
+// returns (ascending, below `vectors`), chosen once every eigenvalue is in values: they come
+// first in Z, in that order, and Z's other columns are left undefined.
+using column_choice = std::function<std::vector<int>(const double* values)>;
 bool subset_eigensolver(matrix& A, int vectors, double* values, matrix& Z, subset_eigen_workspace& w,
-                        tridiagonal_reduction how);
+                        tridiagonal_reduction how, const column_choice& keep = {});
 
 }  // namespace tbrelax

@@ -1,5 +1,6 @@
 #include "tb/kpoint_grid.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <stdexcept>

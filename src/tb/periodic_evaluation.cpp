@@ -6,6 +6,7 @@
 #include <string>
 
 #include "linalg/canonical_orthogonalisation.hpp"
+#include "linalg/hermitian_solver.hpp"
 #include "linalg/products.hpp"
 #include "state/element.hpp"
 #include "state/errors.hpp"
@@ -36,57 +37,58 @@ void refuse_negative_overlap(const std::vector<negative_overlap>& negatives, con
                         std::to_string(negatives.front().value) + "): atoms too close together");
 }
 
-// Solves the Bloch problem at one k-point: band energies ascending and the eigenvectors (n
-// rows at Gamma, the 2n-row embedding elsewhere, each band's two vectors side by side).
+// Solves the Bloch problem at one k-point: band energies ascending and the eigenvectors (real
+// at Gamma, in C.re alone; complex elsewhere, by the Hermitian solver).
 void solve_kpoint(const common_var& c, const param& par, const std::vector<lattice_term>& terms,
-                  const std::vector<pair_block>& blocks, const kpoint& k, std::vector<double>& bands, matrix& C) {
+                  const std::vector<pair_block>& blocks, const kpoint& k, std::vector<double>& bands,
+                  complex_matrix& C) {
   const bool embedded = !at_gamma(k);
   matrix S, H;
   bloch_matrices(c, par, terms, blocks, k, embedded, S, H);
-  std::vector<double> eps;
-  std::vector<negative_overlap> negatives;
-  orthogonalisation_workspace workspace;
-  enonort(eps, H, S, C, negatives, nullptr, &workspace);
-  refuse_negative_overlap(negatives, k);
   if (!embedded) {
-    bands = eps;
+    std::vector<negative_overlap> negatives;
+    orthogonalisation_workspace workspace;
+    enonort(bands, H, S, C.re, negatives, nullptr, &workspace);
+    refuse_negative_overlap(negatives, k);
     return;
   }
-  // The embedding repeats every band: its eigenvalues come in equal pairs.
+  // The Hermitian matrices from the embedding's left blocks: Re above, Im below.
   const int n = c.wfunc_count;
-  bands.resize(n);
-  for (int j = 0; j < n; ++j) bands[j] = 0.5 * (eps[2 * j] + eps[2 * j + 1]);
-}
-
-// P and W of one k-point from its eigenvectors and the occupations of its bands. In the
-// embedding, P's upper left block is Re P(k) and its lower left block Im P(k), whatever
-// basis of each band's pair of vectors the solver returned.
-void form_kpoint_densities(const matrix& C, const std::vector<double>& bands, const std::vector<double>& f, int n,
-                           kpoint_densities& out) {
-  const bool embedded = C.rows() == 2 * n;
-  const std::size_t vectors = embedded ? 2 * bands.size() : bands.size();
-  std::vector<double> pf(vectors), wf(vectors);
-  for (std::size_t v = 0; v < vectors; ++v) {
-    const std::size_t band = embedded ? v / 2 : v;
-    pf[v] = f[band];
-    wf[v] = f[band] * bands[band];
-  }
-  matrix P(C.rows()), W(C.rows());
-  weighted_outer_sum(C, pf, P);
-  weighted_outer_sum(C, wf, W);
-  if (!embedded) {
-    out.P_re = std::move(P);
-    out.W_re = std::move(W);
-    return;
-  }
-  out.P_re = matrix(n), out.P_im = matrix(n), out.W_re = matrix(n), out.W_im = matrix(n);
+  complex_matrix Hk(n), Sk(n);
   for (int j = 0; j < n; ++j)
     for (int i = 0; i < n; ++i) {
-      out.P_re(i, j) = P(i, j);
-      out.P_im(i, j) = P(i + n, j);
-      out.W_re(i, j) = W(i, j);
-      out.W_im(i, j) = W(i + n, j);
+      Hk.re(i, j) = H(i, j), Hk.im(i, j) = H(i + n, j);
+      Sk.re(i, j) = S(i, j), Sk.im(i, j) = S(i + n, j);
     }
+  hermitian_result result;
+  try {
+    make_hermitian_solver()->solve(Hk, Sk, n, result);
+  } catch (const numerical_error& e) {
+    throw numerical_error(std::string(e.what()) + " at k = (" + std::to_string(k.k[0]) + ", " +
+                          std::to_string(k.k[1]) + ", " + std::to_string(k.k[2]) + ") 1/A");
+  }
+  bands = std::move(result.eps);
+  C = std::move(result.C);
+}
+
+// P and W of one k-point from its eigenvectors and the occupations of its bands.
+void form_kpoint_densities(const std::vector<double>& bands, complex_matrix& C, const std::vector<double>& f,
+                           kpoint_densities& out) {
+  if (C.im.rows() == 0) {
+    std::vector<double> wf(bands.size());
+    for (std::size_t v = 0; v < bands.size(); ++v) wf[v] = f[v] * bands[v];
+    out.P_re = matrix(C.re.rows());
+    out.W_re = matrix(C.re.rows());
+    weighted_outer_sum(C.re, f, out.P_re);
+    weighted_outer_sum(C.re, wf, out.W_re);
+    return;
+  }
+  hermitian_result r{bands, std::move(C)};
+  const std::vector<double> occupied(f.begin(), f.begin() + std::min<std::size_t>(f.size(), r.C.cols()));
+  complex_matrix P, W;
+  hermitian_densities(r, occupied, P, W);
+  out.P_re = std::move(P.re), out.P_im = std::move(P.im);
+  out.W_re = std::move(W.re), out.W_im = std::move(W.im);
 }
 
 // Central-difference derivative of a term's pair block with respect to the image position of b.
@@ -119,7 +121,7 @@ std::optional<double> band_gap(const std::vector<std::vector<double>>& eps, int 
     top = std::max(top, e[top_band - 1]);
     bottom = std::min(bottom, e[top_band]);
   }
-  if (bottom - top > degeneracy_tolerance) return bottom - top;
+  if (bottom - top > degenerate_level_tolerance) return bottom - top;
   return std::nullopt;
 }
 
@@ -169,16 +171,16 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
       out.homo = e[homo];
       if (homo + 1 < n) out.lumo = e[homo + 1];
       out.fermi_level = out.lumo ? 0.5 * (out.homo + *out.lumo) : out.homo;
-      const bool shares_up = homo + 1 < n && e[homo + 1] - e[homo] <= degeneracy_tolerance && homo < doubly;
+      const bool shares_up = homo + 1 < n && e[homo + 1] - e[homo] <= degenerate_level_tolerance && homo < doubly;
       const bool odd_shared = c.el_count % 2 == 1 &&
-                              ((homo > 0 && e[homo] - e[homo - 1] <= degeneracy_tolerance) ||
-                               (homo + 1 < n && e[homo + 1] - e[homo] <= degeneracy_tolerance));
+                              ((homo > 0 && e[homo] - e[homo - 1] <= degenerate_level_tolerance) ||
+                               (homo + 1 < n && e[homo + 1] - e[homo] <= degenerate_level_tolerance));
       out.degenerate_edge = shares_up || odd_shared;
     }
   } else {
     check_memory(periodic_storage_bytes(n, nk),
                  "for " + std::to_string(nk) + " k-points of " + std::to_string(n) + " basis functions");
-    std::vector<matrix> vectors(nk);
+    std::vector<complex_matrix> vectors(nk);
     out.eps.resize(nk);
     std::exception_ptr failure;
 #pragma omp parallel for schedule(dynamic, 1) if (nk > 1)
@@ -198,8 +200,8 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
     f = std::move(occupied.f);
 #pragma omp parallel for schedule(dynamic, 1) if (nk > 1)
     for (std::size_t k = 0; k < nk; ++k) {
-      form_kpoint_densities(vectors[k], out.eps[k], f[k], n, densities[k]);
-      vectors[k] = matrix();
+      form_kpoint_densities(out.eps[k], vectors[k], f[k], densities[k]);
+      vectors[k] = complex_matrix();
     }
   }
   out.band_gap = band_gap(out.eps, c.el_count);
