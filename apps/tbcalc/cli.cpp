@@ -5,6 +5,7 @@
 
 #include "freq_options.hpp"
 #include "parallel/distributed_evaluation.hpp"
+#include "cell_options.hpp"
 #include "relax_options.hpp"
 #include "scan_options.hpp"
 
@@ -15,7 +16,8 @@ const std::string general_usage = "Usage: tbcalc COMMAND [OPTIONS] FILE...\n";
 
 const std::string general_help = general_usage + R"(
 Tight-binding calculations on molecules of H, C, N and O atoms read from XYZ files (the layout
-of tbrelax's input.xyz), for scripts and pipelines: nothing waits for a key.
+of tbrelax's input.xyz), and on chains, sheets and crystals read from extended XYZ files with a
+Lattice and pbc, for scripts and pipelines: nothing waits for a key.
 
 Commands:
   energy FILE...  energy, binding energy, frontier orbitals, forces, charges and dipole
@@ -25,6 +27,7 @@ Commands:
   ts FILE         transition state (first-order saddle point) from a guess, checked by its modes
   path START END  minimum-energy path by a nudged elastic band with a climbing image
   irc FILE        reaction coordinate from a transition state down to both minima
+  elastic FILE... elastic constants of a periodic structure from stress and strain
 
 Options:
   -h, --help     show this help (tbcalc COMMAND --help shows a command's options)
@@ -101,6 +104,11 @@ Options:
       --symmetry-number N     rotational symmetry number (default: found from the geometry)
       --soft-mode-cutoff NU   modes below about NU cm^-1 get the entropy interpolated towards
                               a free rotor's (default 100; 0: every mode harmonic)
+      --kpoints, --kpoint-shift, --electronic-temperature
+                              as for energy, for a periodic FILE: its phonons at Gamma of
+                              the given cell (a supercell folds in other wavevectors), only the
+                              three translations set apart, and the harmonic vibrational
+                              energy, entropy and free energy per cell at --temperature
       --tbrelax-symbols       only the first character of an element symbol counts
   -h, --help                  show this help
 --molden and --displace-imaginary take one FILE only.
@@ -110,7 +118,8 @@ Options:
       "Usage: tbcalc relax [--json] [--method M] [--fmax F] [--max-steps N] [--fix LIST] [--pull A,B,F]...\n"
       "                    [--no-verify] [--verify-threshold NU] [--escape-step D]\n"
       "                    [-o OUT] [--trajectory OUT] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
-      "                    [--electronic-temperature T] [--distributed [--block NB]] FILE...\n",
+      "                    [--electronic-temperature T] [--distributed [--block NB]]\n"
+      "                    [--cell [--smax S] [--pressure P] [--cell-mask LIST] [--isotropic] [--strain RAMP]] FILE...\n",
       R"(
 Relaxes each FILE without pausing. One progress line per optimiser step (per block of 20 moves
 for sd) goes to standard error; the relaxed geometry is written as extended XYZ with its energy
@@ -144,6 +153,16 @@ Options:
       --kpoints, --kpoint-shift, --electronic-temperature
                         as for energy: a periodic structure relaxes in its fixed cell,
                         minimising F, with --pull between the nearest images (lbfgs, fire)
+      --cell            relax the cell of a periodic structure too (lbfgs, fire): a sheet in
+                        its plane, a chain along its axis; frames and JSON carry the stress
+      --smax S          --cell: stop when no free stress component exceeds S GPa (default 0.005)
+      --pressure P      --cell: external pressure in GPa (default 0)
+      --cell-mask LIST  --cell: only these components change: xx,yy,zz,yz,xz,xy
+      --isotropic       --cell: the free lengths scale together, without shear
+      --strain RAMP     --cell: a stress-strain curve, RAMP = C:FROM:TO:COUNT: the cell
+                        stretched along C (xx, yy or zz) by COUNT strains from FROM to TO,
+                        each point relaxed with that row of the cell held; a table (JSON:
+                        "ramp") of strain and stress, a trajectory frame per point
   -h, --help            show this help
 -o and --trajectory take one FILE only. --fmax, --max-steps, --fix, --pull, --verify-threshold and
 --escape-step need plbfgs, lbfgs or fire; sd never checks its end point.
@@ -246,6 +265,27 @@ Options:
       --tbrelax-symbols   only the first character of an element symbol counts
   -h, --help              show this help
 )"}},
+    {"elastic",
+     {command::elastic,
+      "Usage: tbcalc elastic [--json] [--strain H] [--fmax F] [--kpoints N1,N2,N3] [--kpoint-shift S1,S2,S3]\n"
+      "                      [--electronic-temperature T] FILE...\n",
+      R"(
+The elastic constants of the periodic structure in each FILE (relax it first with relax --cell):
+every strain component between periodic axes is applied at +H and -H to the cell and the atoms,
+the atoms are relaxed in each strained cell, and C_ij = (sigma_i(+H) - sigma_i(-H)) / 2H
+(relaxed-ion constants, engineering shear strains). Reported as the Voigt matrix in GPa for a
+crystal, N/m (2D) for a sheet and nN for a chain, with the moduli derived from it.
+
+Options:
+      --json             print the results as one JSON document
+      --strain H         the strain applied either way (default 0.005)
+      --fmax F           the atoms' relaxation in each strained cell stops below F eV/Å
+                         (default 0.001)
+      --kpoints, --kpoint-shift, --electronic-temperature
+                         as for energy
+      --tbrelax-symbols  only the first character of an element symbol counts
+  -h, --help             show this help
+)"}},
 };
 
 parsed usage_error(const std::string& fault, const std::string& usage, const std::string& help_hint) {
@@ -334,13 +374,20 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       const std::string fault = parse_count(v, o.block);
       return fault.empty() && o.block < 1 ? "a whole number of at least 1 is needed, not '" + v + "'" : fault;
     };
-  if (o.cmd != command::freq) {
+  {
     periodic_request& p = o.periodic;
     valued["--kpoints"] = [&p](const std::string& v) { return parse_grid(v, p.grid.emplace()); };
     valued["--kpoint-shift"] = [&p](const std::string& v) { return parse_shift(v, p.shift.emplace()); };
     valued["--electronic-temperature"] = [&p](const std::string& v) {
       return parse_temperature(v, p.temperature.emplace());
     };
+  }
+  if (o.cmd == command::elastic) {
+    valued["--strain"] = [&o](const std::string& v) {
+      const std::string fault = parse_positive(v, o.elastic_strain);
+      return fault.empty() && o.elastic_strain > 0.1 ? "a strain of at most 0.1 is needed, not '" + v + "'" : fault;
+    };
+    valued["--fmax"] = [&o](const std::string& v) { return parse_positive(v, o.elastic_fmax); };
   }
   if (o.cmd == command::relax) {
     valued["-o"] = valued["--output"] = file_into(o.output);
@@ -364,6 +411,11 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       if (fault.empty()) opt.limits.pulls.push_back(p);
       return fault;
     });
+    cell_request& cell = o.cell;
+    valued["--smax"] = [&cell](const std::string& v) { return parse_positive(v, cell.smax.emplace()); };
+    valued["--pressure"] = [&cell](const std::string& v) { return parse_finite(v, cell.pressure.emplace()); };
+    valued["--cell-mask"] = [&cell](const std::string& v) { return parse_cell_mask(v, cell.mask.emplace()); };
+    valued["--strain"] = [&cell](const std::string& v) { return parse_strain_ramp(v, cell.strain.emplace()); };
   }
 
   bool options_ended = false;
@@ -387,6 +439,8 @@ parsed parse_command_line(const std::vector<std::string>& args) {
       o.band.climb = false;
     } else if (word == "--ts" && o.cmd == command::path) {
       o.band_ts = true;
+    } else if (o.cmd == command::relax && (word == "--cell" || word == "--isotropic")) {
+      (word == "--cell" ? o.cell.enabled : o.cell.isotropic) = true;
     } else if (word == "--distributed") {
       o.distributed = true;
     } else if (const std::string number = word.substr(0, word.find('='));
@@ -420,6 +474,12 @@ parsed parse_command_line(const std::vector<std::string>& args) {
 
   if (!optimiser_only.empty() && o.method == "sd")
     return usage_error(optimiser_only + " needs --method plbfgs, lbfgs or fire", text.usage, hint);
+  if (const std::string lone = cell_option_without_cell(o.cell); !lone.empty())
+    return usage_error(lone + " needs --cell", text.usage, hint);
+  if (o.cell.strain && o.cell.isotropic) return usage_error("--isotropic does not combine with --strain", text.usage, hint);
+  if (o.cell.enabled && o.method == "sd") return usage_error("--cell needs --method plbfgs, lbfgs or fire", text.usage, hint);
+  if (o.cell.enabled && !opt.limits.pulls.empty()) return usage_error("--pull does not combine with --cell", text.usage, hint);
+  if (o.cell.enabled && o.distributed) return usage_error("--distributed does not combine with --cell", text.usage, hint);
   if (o.files.empty()) return usage_error("no FILE given", text.usage, hint);
   if (o.cmd == command::scan) {
     if (o.scan.coordinates.empty()) return usage_error("no coordinate to scan: give --distance, --angle or --dihedral", text.usage, hint);

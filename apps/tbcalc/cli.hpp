@@ -12,11 +12,12 @@
 #include "optimize/relaxed_scan.hpp"
 #include "optimize/saddle_search.hpp"
 #include "parallel/distributed_evaluation.hpp"
+#include "cell_options.hpp"
 #include "periodic_options.hpp"
 
 namespace tbrelax::tbcalc {
 
-enum class command { energy, freq, relax, scan, ts, path, irc };
+enum class command { energy, freq, relax, elastic, scan, ts, path, irc };
 
 struct options {
   command cmd = command::energy;
@@ -43,6 +44,9 @@ struct options {
   irc_settings irc;        // irc: the path's step and the relaxation of its ends
   std::string irc_start, irc_end;  // irc: the minima the ends should match ("" for none)
   periodic_request periodic;  // energy, relax: k-points and electronic temperature
+  cell_request cell;          // relax: the cell relaxes too
+  double elastic_strain = 0.005;  // elastic: the strain applied either way
+  double elastic_fmax = 1e-3;     // elastic: the atoms' relaxation in each strained cell (eV/Å)
 };
 
 // What the command line asks for: a run, or text to print and a status to end with.

@@ -12,6 +12,7 @@ namespace tbrelax::tbcalc {
 
 int run_energy(const options& o, work_sharing& group, std::ostream& out, std::ostream& err);
 int run_freq(const options& o, work_sharing& group, std::ostream& out, std::ostream& err);
+int run_elastic(const options& o, work_sharing& group, std::ostream& out, std::ostream& err);
 int run_relax(const options& o, work_sharing& group, std::ostream& out, std::ostream& err);
 int run_ts(const options& o, work_sharing& group, std::ostream& out, std::ostream& err);
 int run_path(const options& o, work_sharing& group, std::ostream& out, std::ostream& err);

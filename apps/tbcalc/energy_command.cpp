@@ -111,6 +111,7 @@ void json_report(json_writer& json, const std::string& path, const common_var& c
   json.key("magnitude").value(r.largest.magnitude);
   json.end_object();
   json.key("charges").numbers(r.charges);
+  json.key("stress").null();  // a molecule has no cell to strain
   json.key("dipole").numbers({r.dipole[0], r.dipole[1], r.dipole[2]});
   json.key("dipole_magnitude").value(r.dipole_magnitude);
   json.key("electronic_route").value(route_name(r.details.route));

@@ -13,6 +13,7 @@
 #include "io/wri_crd.hpp"
 #include "io/xyz_trajectory.hpp"
 #include "optimize/objective.hpp"
+#include "phonon_report.hpp"
 
 namespace tbrelax::tbcalc {
 namespace {
@@ -200,14 +201,22 @@ int run_freq(const options& o, work_sharing& group, std::ostream& out, std::ostr
   work_sharing& hessian_group = shared_hessian ? group : alone;
   const file_work one_file = [&](const std::string& path, std::ostream& warnings, std::ostream& text, json_writer& json) {
     calculation calc(warnings);
+    // A periodic structure: its phonons at Gamma, on one process.
+    std::optional<periodic_setup> periodic;
+    const auto read = [&] {
+      calc.read(path, o.tbrelax_symbols, /*hessian=*/true);
+      periodic = periodic_setup_for(calc.comment, o.periodic, calc.c, calc.par);
+      if (periodic && !periodic->periodic)
+        throw usage_fault("--kpoints, --kpoint-shift and --electronic-temperature work with periodic structures in freq");
+      if (periodic && shared_hessian) throw usage_fault("freq of a periodic structure runs on one process");
+      if (periodic && !o.molden.empty()) throw usage_fault("--molden works with molecules only");
+    };
+    if (!shared_hessian) {
+      read();
+      if (periodic) return phonon_file(calc, path, o, *periodic, text, json);
+    }
     const auto study = study_vibrations(calc.c, calc.model, o.thermo, hessian_group,
-                                        [&] {
-                                          calc.read(path, o.tbrelax_symbols, /*hessian=*/true);
-                                          // The vibrations of a free molecule only: a lattice's phonons are not.
-                                          if (calc.comment.cell && calc.comment.cell->periodic())
-                                            throw input_rejected("freq treats molecules only; this file gives a "
-                                                                 "periodic cell");
-                                        });
+                                        shared_hessian ? std::function<void()>(read) : [] {});
     if (!study) return;  // a rank that computed rows only
     const common_var& c = calc.c;
     const vibrational_analysis& modes = study->modes;

@@ -70,6 +70,7 @@ int main(int argc, char** argv) {
       case command::energy: return run_energy(run, *group, out, warnings);
       case command::freq: return run_freq(run, *group, out, warnings);
       case command::relax: return run_relax(run, *group, out, warnings);
+      case command::elastic: return run_elastic(run, *group, out, warnings);
       case command::scan: return run_scan(run, *group, out, warnings);
       case command::ts: return run_ts(run, *group, out, warnings);
       case command::path: return run_path(run, *group, out, warnings);

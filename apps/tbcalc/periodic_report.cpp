@@ -9,6 +9,7 @@
 #include "io/wri_crd.hpp"
 #include "state/element.hpp"
 #include "tb/charges.hpp"
+#include "tb/stress.hpp"
 
 namespace tbrelax::tbcalc {
 namespace {
@@ -37,6 +38,18 @@ void json_forces(json_writer& json, const char* name, const std::vector<double>&
   json.key(name).begin_array();
   for (std::size_t a = 0; a < x.size(); ++a) json.numbers({x[a], y[a], z[a]});
   json.end_array();
+}
+
+std::string voigt_line(const char* label, const voigt& v, double unit) {
+  std::string text = label;
+  text.resize(26, ' ');
+  char number[32];
+  for (double x : v) {
+    const double v = x * unit;
+    std::snprintf(number, sizeof number, "%14.6f", std::abs(v) < 5e-7 ? 0.0 : v);  // never -0.000000
+    text += number;
+  }
+  return text + '\n';
 }
 
 }  // namespace
@@ -89,6 +102,7 @@ void periodic_human_report(std::ostream& out, const std::string& path, const com
   std::snprintf(text, sizeof text, "%.10f eV/Å on atom %d (%c)", largest.magnitude, largest.atom + 1,
                 data_of(c.at_type[largest.atom]).symbol);
   line(out, "Largest force", text);
+  if (s.periodic) stress_lines(out, s, p);
 
   out << "\nMulliken charges (e)\n";
   for (int a = 0; a < c.at_count; ++a) {
@@ -105,6 +119,38 @@ void periodic_human_report(std::ostream& out, const std::string& path, const com
   std::snprintf(dipole, sizeof dipole, "%.10f D  (x %.10f, y %.10f, z %.10f)", std::hypot(mu[0], mu[1], mu[2]),
                 shown(mu[0]), shown(mu[1]), shown(mu[2]));
   line(out, "Dipole moment", dipole);
+}
+
+// The stress in GPa over the whole cell, and for a sheet or a chain the 2D stress or tension.
+void stress_lines(std::ostream& out, const periodic_setup& s, const periodic_evaluation& p) {
+  const periodic_cell& cell = s.settings.cell;
+  const voigt sigma = stress_of(p, cell);
+  out << "\nStress" << std::string(20, ' ');
+  for (const char* axis : {"xx", "yy", "zz", "yz", "xz", "xy"}) out << std::string(12, ' ') << axis;
+  out << '\n';
+  out << voigt_line("  GPa (whole cell)", sigma, gpa_per_ev_per_cubic_angstrom);
+  const voigt reduced = reduced_stress(sigma, cell);
+  if (cell.periodic_axes() == 2) out << voigt_line("  N/m (2D stress)", reduced, newton_per_metre_per_ev_per_square_angstrom);
+  if (cell.periodic_axes() == 1) out << voigt_line("  nN (chain tension)", reduced, nanonewton_per_ev_per_angstrom);
+  if (cell.periodic_axes() == 3) {
+    char text[64];
+    const double p = -(sigma[0] + sigma[1] + sigma[2]) / 3 * gpa_per_ev_per_cubic_angstrom;
+    std::snprintf(text, sizeof text, "%.6f GPa", std::abs(p) < 5e-7 ? 0.0 : p);
+    line(out, "  Pressure -tr(sigma)/3", text);
+  }
+}
+
+void json_stress(json_writer& json, const periodic_setup& s, const periodic_evaluation& p) {
+  if (!s.periodic) {
+    json.key("stress").null();
+    return;
+  }
+  const periodic_cell& cell = s.settings.cell;
+  const voigt sigma = stress_of(p, cell);
+  json.key("stress").numbers({sigma.begin(), sigma.end()});
+  const voigt reduced = reduced_stress(sigma, cell);
+  if (cell.periodic_axes() == 2) json.key("stress_2d").numbers({reduced.begin(), reduced.end()});
+  if (cell.periodic_axes() == 1) json.key("stress_1d").numbers({reduced.begin(), reduced.end()});
 }
 
 void periodic_energy_members(json_writer& json, const common_var& c, const periodic_setup& s,
@@ -170,6 +216,7 @@ void periodic_json_report(json_writer& json, const std::string& path, const comm
   json.key("magnitude").value(largest.magnitude);
   json.end_object();
   json.key("charges").numbers(p.charges);
+  json_stress(json, s, p);
   if (s.periodic) {
     json.key("dipole").null();
     json.key("dipole_magnitude").null();

@@ -23,6 +23,12 @@ void periodic_energy_lines(std::ostream& out, const periodic_setup& s, const per
 void periodic_energy_members(json_writer& json, const common_var& c, const periodic_setup& s,
                              const periodic_evaluation& p);
 
+// The stress in GPa over the whole cell, with a sheet's 2D stress (N/m), a chain's tension (nN)
+// or a crystal's pressure; in JSON "stress" (eV/A^3, null for a molecule), "stress_2d" (eV/A^2)
+// or "stress_1d" (eV/A).
+void stress_lines(std::ostream& out, const periodic_setup& s, const periodic_evaluation& p);
+void json_stress(json_writer& json, const periodic_setup& s, const periodic_evaluation& p);
+
 void periodic_human_report(std::ostream& out, const std::string& path, const common_var& c, const periodic_setup& s,
                            const periodic_evaluation& p);
 void periodic_json_report(json_writer& json, const std::string& path, const common_var& c, const periodic_setup& s,

@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "batch.hpp"
+#include "cell_relax.hpp"
 #include "commands.hpp"
 #include "common.hpp"
 #include "driver/evaluation.hpp"
@@ -254,6 +255,11 @@ int run_relax(const options& o, work_sharing& group, std::ostream& out, std::ost
   const file_work one_file = [&](const std::string& path, std::ostream& progress, std::ostream& text, json_writer& json) {
     calculation calc(progress);
     calc.model.distributed = distributed.get();
+    if (o.cell.enabled) {
+      calc.read(path, o.tbrelax_symbols);
+      relax_cell_file(calc, path, o, progress, text, json);
+      return;
+    }
     const relaxed r = relax_file(calc, path, o, progress);
     if (o.json)
       json_result(json, path, calc.c, r, o);

@@ -205,7 +205,19 @@ py::dict periodic_dict(const periodic_result& x, py::ssize_t n) {
   d["kpoint_grid"] = py::make_tuple(x.grid[0], x.grid[1], x.grid[2]);
   d["kpoints"] = x.kpoint_count;
   d["electronic_temperature"] = x.temperature;
+  d["stress"] = x.stress ? py::object(to_array(std::vector<double>(x.stress->begin(), x.stress->end())))
+                         : py::object(py::none());
   return d;
+}
+
+// The relaxation's result with the positions and the optimiser's counts.
+void add_relaxation(py::dict& d, const periodic_result& x, py::ssize_t n) {
+  std::vector<double> flat;
+  for (const auto& p : x.positions) flat.insert(flat.end(), p.begin(), p.end());
+  d["positions"] = to_array(flat, n, 3);
+  d["steps"] = x.steps;
+  d["evaluations"] = x.evaluations;
+  d["converged"] = x.converged;
 }
 
 py::dict evaluate_periodic_py(session_pool& pool, const std::vector<std::string>& symbols,
@@ -244,12 +256,70 @@ py::dict relax_periodic_py(session_pool& pool, const std::vector<std::string>& s
   }
   const auto n = static_cast<py::ssize_t>(r.size());
   py::dict d = periodic_dict(x, n);
-  std::vector<double> flat;
-  for (const auto& p : x.positions) flat.insert(flat.end(), p.begin(), p.end());
-  d["positions"] = to_array(flat, n, 3);
-  d["steps"] = x.steps;
-  d["evaluations"] = x.evaluations;
-  d["converged"] = x.converged;
+  add_relaxation(d, x, n);
+  return d;
+}
+
+// smax and pressure in eV/angstrom^3; mask: six flags in Voigt order, or None for every
+// component the periodic axes span.
+py::dict relax_cell_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions,
+                       const positions_array& cell, const std::array<bool, 3>& pbc,
+                       const std::optional<std::array<int, 3>>& grid, const std::array<double, 3>& shift,
+                       std::optional<double> temperature, const std::string& method, double fmax, int max_steps,
+                       const std::vector<int>& fix, double smax, double pressure,
+                       const std::optional<std::array<bool, 6>>& mask, bool isotropic) {
+  const position_list r = to_positions(positions);
+  const periodic_request request = periodic_request_of(cell, pbc, grid, shift, temperature);
+  optimiser_settings settings;
+  settings.method = method;
+  settings.stop = {fmax, max_steps};
+  settings.limits.fixed = fix;
+  const cell_request cell_options{smax, pressure, mask, isotropic};
+  auto check = keyboard_interrupt_check();
+  periodic_result x;
+  {
+    py::gil_scoped_release unlocked;
+    x = relax_cell_call(pool, symbols, r, request, settings, cell_options, std::move(check));
+  }
+  const auto n = static_cast<py::ssize_t>(r.size());
+  py::dict d = periodic_dict(x, n);
+  add_relaxation(d, x, n);
+  std::vector<double> rows;
+  for (const auto& a : x.cell->a) rows.insert(rows.end(), a.begin(), a.end());
+  d["cell"] = to_array(rows, 3, 3);
+  d["volume"] = x.volume;
+  d["enthalpy"] = x.enthalpy;
+  return d;
+}
+
+py::dict phonons_py(session_pool& pool, const std::vector<std::string>& symbols, const positions_array& positions,
+                     const positions_array& cell, const std::array<bool, 3>& pbc,
+                     const std::optional<std::array<int, 3>>& grid, const std::array<double, 3>& shift,
+                     std::optional<double> electronic_temperature, double temperature) {
+  const position_list r = to_positions(positions);
+  const periodic_request request = periodic_request_of(cell, pbc, grid, shift, electronic_temperature);
+  auto check = keyboard_interrupt_check();
+  phonon_result x;
+  {
+    py::gil_scoped_release unlocked;
+    x = phonons_call(pool, symbols, r, request, temperature, std::move(check));
+  }
+  const gamma_phonons& g = x.modes;
+  std::vector<double> modes;
+  for (const auto& mode : g.modes) modes.insert(modes.end(), mode.begin(), mode.end());
+  py::dict d;
+  d["free_energy"] = g.free_energy;
+  d["frequencies"] = to_array(g.frequencies);
+  d["modes"] = to_array(modes, static_cast<py::ssize_t>(g.modes.size()), static_cast<py::ssize_t>(3 * r.size()));
+  d["translations"] = to_array(std::vector<double>(g.translations.begin(), g.translations.end()));
+  d["temperature"] = temperature;
+  d["zero_point_energy"] = x.thermo.zero_point_energy;
+  d["vibrational_energy"] = x.thermo.internal_energy;
+  d["vibrational_entropy"] = x.thermo.entropy;
+  d["vibrational_free_energy"] = x.thermo.free_energy;
+  d["imaginary_modes"] = x.thermo.imaginary_modes;
+  d["kpoint_grid"] = py::make_tuple(x.grid[0], x.grid[1], x.grid[2]);
+  d["electronic_temperature"] = x.electronic_temperature;
   return d;
 }
 
@@ -321,7 +391,15 @@ PYBIND11_MODULE(_core, m) {
       .def("relax_periodic", &relax_periodic_py, py::arg("symbols"), py::arg("positions"), py::arg("cell"),
            py::arg("pbc"), py::arg("kpoints"), py::arg("kpoint_shift"), py::arg("electronic_temperature"),
            py::arg("method"), py::arg("fmax"), py::arg("max_steps"), py::arg("fix"), py::arg("pull"),
-           "a relaxation in a fixed cell through the periodic model, minimising F (dict)");
+           "a relaxation in a fixed cell through the periodic model, minimising F (dict)")
+      .def("relax_cell", &relax_cell_py, py::arg("symbols"), py::arg("positions"), py::arg("cell"), py::arg("pbc"),
+           py::arg("kpoints"), py::arg("kpoint_shift"), py::arg("electronic_temperature"), py::arg("method"),
+           py::arg("fmax"), py::arg("max_steps"), py::arg("fix"), py::arg("smax"), py::arg("pressure"),
+           py::arg("mask"), py::arg("isotropic"),
+           "atoms and cell relaxed together to zero forces and stress -pressure, minimising F + p V (dict)")
+      .def("phonons", &phonons_py, py::arg("symbols"), py::arg("positions"), py::arg("cell"), py::arg("pbc"),
+           py::arg("kpoints"), py::arg("kpoint_shift"), py::arg("electronic_temperature"), py::arg("temperature"),
+           "phonons at Gamma of a periodic cell and their harmonic thermochemistry per cell (dict)");
   m.def("thermochemistry", &thermochemistry_py, py::arg("symbols"), py::arg("positions"), py::arg("frequencies"),
         py::arg("energy"), py::arg("temperature"), py::arg("pressure"), py::arg("symmetry_number"),
         py::arg("soft_mode_cutoff"), "thermochemistry of given wavenumbers (dict)");

@@ -7,7 +7,9 @@ H, C, N and O atoms.
 -8.6858
 
 Energies are in eV, positions in angstrom, forces in eV/angstrom, Hessians in eV/angstrom^2,
-charges in e, dipoles in debye, wavenumbers in cm^-1, IR intensities in km/mol.
+charges in e, dipoles in debye, wavenumbers in cm^-1, IR intensities in km/mol, stresses in
+eV/angstrom^3. Chains, sheets and crystals: ``cell=`` in ``evaluate`` and ``relax``,
+``relax(..., relax_cell=True)`` for the cell too, ``phonons`` for their vibrations at Gamma.
 The ASE calculator is ``tbrelax.ase.TBRelax``; ``tbrelax.plots`` draws spectra and relaxations.
 Every call releases the GIL while it computes. The model's storage is kept between calls (per
 molecule size, one per thread that calls at the same time), so a loop of evaluations of one
@@ -29,8 +31,9 @@ from .errors import Error, FileError, InputRejected, NumericalError, OutOfMemory
 from . import _core
 
 __all__ = [
-    "evaluate", "hessian", "vibrations", "thermochemistry", "relax", "read_xyz", "Evaluation", "Vibrations",
-    "Thermochemistry", "Relaxation", "Structure", "MASSES", "METHODS", "DEBYE_PER_E_ANGSTROM",
+    "evaluate", "hessian", "vibrations", "phonons", "thermochemistry", "relax", "read_xyz", "Evaluation", "Vibrations",
+    "Thermochemistry", "Phonons", "Relaxation", "Structure", "MASSES", "METHODS", "VOIGT", "DEFAULT_SMAX",
+    "DEBYE_PER_E_ANGSTROM",
     "Error", "FileError", "InputRejected", "NumericalError", "OutOfMemory", "TBRelaxWarning",
     "scan", "path", "ts", "irc", "Scan", "Band", "SaddlePoint", "ReactionPath",
 ]
@@ -47,6 +50,13 @@ DEBYE_PER_E_ANGSTROM: float = _core.debye_per_e_angstrom
 
 #: The optimisers of ``relax``.
 METHODS = ("plbfgs", "lbfgs", "fire")
+
+#: The Voigt components of a stress or of a cell deformation, in order.
+VOIGT = ("xx", "yy", "zz", "yz", "xz", "xy")
+
+#: Default stop criterion of ``relax(..., relax_cell=True)`` on the stress: 0.005 GPa in
+#: eV/angstrom^3, as ``tbcalc relax --cell``.
+DEFAULT_SMAX: float = 0.005 / 160.21766208
 
 # The sessions of the module's calls and of the ASE calculator.
 _SESSIONS = _core.Sessions()
@@ -67,6 +77,9 @@ class Evaluation(NamedTuple):
     electronic_temperature: float = 0.0   #: K
     kpoints: tuple[int, int, int] | None = None  #: the grid used
     degenerate_edge: bool = False   #: T = 0 and a degenerate level at the Fermi edge partly filled
+    #: (1/V) dF/d(strain), Voigt xx yy zz yz xz xy (eV/angstrom^3, positive tensile, V the whole
+    #: cell with its vacuum, as ASE's get_stress); None for a molecule
+    stress: np.ndarray | None = None
 
 
 class Thermochemistry(NamedTuple):
@@ -98,6 +111,22 @@ class Vibrations(NamedTuple):
     thermochemistry: Thermochemistry
 
 
+class Phonons(NamedTuple):
+    """Phonons at Gamma of a periodic cell, as ``tbcalc freq`` reports them for a periodic file."""
+    free_energy: float            #: F at the geometry (eV per cell)
+    frequencies: np.ndarray       #: 3n - 3, ascending (cm^-1; imaginary ones negative)
+    modes: np.ndarray             #: modes x n x 3, Cartesian displacements of unit length
+    translations: np.ndarray      #: curvature left along the x, y, z translations (cm^-1), near 0
+    temperature: float            #: of the thermochemistry (K)
+    zero_point_energy: float      #: eV per cell, over the real modes
+    vibrational_energy: float     #: U, zero-point energy included (eV per cell)
+    vibrational_entropy: float    #: S (eV/K per cell)
+    vibrational_free_energy: float  #: U - T S (eV per cell)
+    imaginary_modes: int          #: left out of the thermochemistry
+    kpoints: tuple[int, int, int]  #: the grid used
+    electronic_temperature: float  #: K
+
+
 class Relaxation(NamedTuple):
     """The end of a relaxation."""
     positions: np.ndarray   #: n x 3 (angstrom)
@@ -114,6 +143,10 @@ class Relaxation(NamedTuple):
     escapes: int = 0                        #: saddle points left along their mode
     check_evaluations: int = 0              #: evaluations of the checks and escapes
     free_energy: float | None = None  #: F, what a relaxation with a cell or temperature minimises
+    cell: np.ndarray | None = None    #: the lattice vectors at the end, 3 x 3 rows (angstrom)
+    stress: np.ndarray | None = None  #: Voigt stress at the end (eV/angstrom^3, positive tensile)
+    volume: float | None = None       #: of the whole cell at the end, vacuum included (angstrom^3)
+    enthalpy: float | None = None     #: F + p V at the end (eV), with relax_cell
 
 
 class Structure(NamedTuple):
@@ -189,7 +222,7 @@ def evaluate(symbols: Sequence[str], positions: ArrayLike, *, cell: ArrayLike | 
         return Evaluation(d["energy"], d["forces"], d["band_energies"], d["charges"],
                           None if periodic[0] is not None else _dipole(r, d["charges"]),
                           d["free_energy"], d["energy_zero"], d["fermi_level"], d["band_gap"],
-                          d["electronic_temperature"], d["kpoint_grid"], d["degenerate_edge"])
+                          d["electronic_temperature"], d["kpoint_grid"], d["degenerate_edge"], d["stress"])
     energy, forces, eps, messages, charges, dipole = _SESSIONS.evaluate(symbols, r)
     _warn_model_messages(messages)
     return Evaluation(energy, forces, eps, charges, dipole)
@@ -230,6 +263,31 @@ def vibrations(symbols: Sequence[str], positions: ArrayLike, *, temperature: flo
                       Thermochemistry(**thermo))
 
 
+def phonons(symbols: Sequence[str], positions: ArrayLike, *, cell: ArrayLike,
+            pbc: Sequence[bool] | bool | None = None, kpoints: Sequence[int] | None = None,
+            kpoint_shift: Sequence[float] | None = None, electronic_temperature: float | None = None,
+            temperature: float = 298.15) -> Phonons:
+    """Phonons at Gamma of a periodic cell (the modes of a supercell include those of the
+    wavevectors that fold onto its Gamma point) and their harmonic thermochemistry per cell at
+    ``temperature`` (K), with no translation or rotation of a gas.
+
+    The Hessian of F comes from central differences of the forces (1e-4 angstrom, 6 n
+    evaluations, every image of an atom moving with it), mass-weighted with the model's masses;
+    only the three rigid translations are set apart. ``cell``, ``pbc``, ``kpoints``,
+    ``kpoint_shift``, ``electronic_temperature``: as for ``evaluate``. Relax the atoms and the
+    cell first (``relax(..., relax_cell=True, fmax=1e-4)``). Raises as ``evaluate`` does, and
+    InputRejected for a cell with no periodic axis or a bad temperature.
+    """
+    symbols, r = _arguments(symbols, positions)
+    periodic = _periodic_arguments(cell, pbc, kpoints, kpoint_shift, electronic_temperature)
+    if periodic is None or periodic[0] is None:
+        raise InputRejected("phonons need a periodic cell; use vibrations for a molecule")
+    d = _SESSIONS.phonons(symbols, r, *periodic, float(temperature))
+    d["modes"] = d["modes"].reshape(len(d["frequencies"]), len(symbols), 3)
+    d["kpoints"] = d.pop("kpoint_grid")
+    return Phonons(**d)
+
+
 def thermochemistry(symbols: Sequence[str], positions: ArrayLike, frequencies: ArrayLike, *,
                     energy: float = 0.0, temperature: float = 298.15, pressure: float = 101325.0,
                     symmetry_number: int | None = None,
@@ -255,7 +313,9 @@ def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "plbfgs", 
           fix: Sequence[int] = (), pull: Sequence[tuple[int, int, float]] = (),
           max_steps: int = 1000, *, cell: ArrayLike | None = None, pbc: Sequence[bool] | bool | None = None,
           kpoints: Sequence[int] | None = None, kpoint_shift: Sequence[float] | None = None,
-          electronic_temperature: float | None = None, verify: bool = True) -> Relaxation:
+          electronic_temperature: float | None = None, relax_cell: bool = False, smax: float = DEFAULT_SMAX,
+          pressure: float = 0.0, cell_mask: Sequence[str] | None = None, isotropic: bool = False,
+          verify: bool = True) -> Relaxation:
     """Relaxes a molecule to a minimum of its energy, entirely in compiled code.
 
     ``method``: "plbfgs" (L-BFGS grown from a model Hessian of the geometry: bond stretches,
@@ -272,7 +332,15 @@ def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "plbfgs", 
     ``cell``, ``pbc``, ``kpoints``, ``kpoint_shift``, ``electronic_temperature``: as for
     ``evaluate``; the atoms then relax in the fixed cell minimising F, and pulling pairs act
     between the nearest images.
-    Raises ValueError for a bad option, and as ``evaluate`` does.
+    ``relax_cell``: the periodic lattice vectors relax too, until besides the forces no free
+    component of stress + ``pressure`` exceeds ``smax`` (both eV/angstrom^3; the pressure acts
+    on the whole cell's volume and the optimiser lowers F + p V). ``cell_mask``: the Voigt
+    components that may change (names from ``VOIGT``; default every one between periodic
+    axes: all six for a crystal, the in-plane ones of a sheet, the axial one of a chain);
+    ``isotropic``: the free lengths scale together, without shear. ``pull`` is refused with it.
+    The result then holds the final ``cell``, ``stress``, ``volume`` and ``enthalpy``.
+    Raises ValueError for a bad option, and as ``evaluate`` does; NumericalError when the cell
+    collapses below a tenth of its starting size.
     """
     symbols, r = _arguments(symbols, positions)
     periodic = _periodic_arguments(cell, pbc, kpoints, kpoint_shift, electronic_temperature)
@@ -296,14 +364,50 @@ def relax(symbols: Sequence[str], positions: ArrayLike, method: str = "plbfgs", 
         if a == b or not np.isfinite(force):
             raise ValueError(f"a pulling pair needs two different atoms and a finite force, not {p!r}")
         pairs.append((a, b, force))
+    if relax_cell:
+        if periodic is None or periodic[0] is None:
+            raise ValueError("relax_cell needs a periodic cell (cell= and pbc=)")
+        if pairs:
+            raise ValueError("pull cannot be combined with relax_cell: the nearest images change with the cell")
+        d = _SESSIONS.relax_cell(symbols, r, *periodic, method, fmax, int(max_steps), fixed,
+                                 _positive(smax, "smax"), _finite(pressure, "pressure"), _mask(cell_mask),
+                                 bool(isotropic))
+        return Relaxation(d["positions"], d["energy"], d["forces"], d["steps"], d["evaluations"], d["converged"],
+                          free_energy=d["free_energy"], cell=d["cell"], stress=d["stress"], volume=d["volume"],
+                          enthalpy=d["enthalpy"])
     if periodic is not None:
         d = _SESSIONS.relax_periodic(symbols, r, *periodic, method, fmax, int(max_steps), fixed, pairs)
         return Relaxation(d["positions"], d["energy"], d["forces"], d["steps"], d["evaluations"], d["converged"],
-                          free_energy=d["free_energy"])
+                          free_energy=d["free_energy"], stress=d["stress"])
     x, energy, forces, steps, evaluations, converged, messages, check = _SESSIONS.relax(
         symbols, r, method, fmax, int(max_steps), fixed, pairs, bool(verify))
     _warn_model_messages(messages)
     return Relaxation(x, energy, forces, steps, evaluations, converged, *check)
+
+
+def _positive(value, name: str) -> float:
+    value = float(value)
+    if not (np.isfinite(value) and value > 0):
+        raise ValueError(f"{name} must be a number above 0 (eV/angstrom^3), not {value}")
+    return value
+
+
+def _finite(value, name: str) -> float:
+    value = float(value)
+    if not np.isfinite(value):
+        raise ValueError(f"{name} must be a finite number (eV/angstrom^3), not {value}")
+    return value
+
+
+def _mask(components: Sequence[str] | None) -> tuple[bool, ...] | None:
+    if components is None:
+        return None
+    if isinstance(components, str):
+        components = [components]
+    unknown = [c for c in components if c not in VOIGT]
+    if unknown or not components:
+        raise ValueError(f"cell_mask takes components among {', '.join(VOIGT)}, not {list(components)!r}")
+    return tuple(v in components for v in VOIGT)
 
 
 _SKIPPED_LINE = re.compile(r"WARNING: Inadmissible chemical element: (\S)$")

@@ -35,14 +35,17 @@ class TBRelax(Calculator):
     ``kpts`` (three counts; default 0.2/angstrom spacing) and ``electronic_temperature`` (K;
     default 300 with a cell, 0 for a molecule). As ASE expects, ``free_energy`` is the Mermin
     free energy F = E - T S_el, whose minus gradient the forces are, and ``energy`` is the
-    zero-temperature estimate E0 = (E + F) / 2; for a molecule at 0 K all three are E.
+    zero-temperature estimate E0 = (E + F) / 2; for a molecule at 0 K all three are E. The
+    ``stress`` of periodic Atoms (Voigt, eV/angstrom^3, positive tensile, over the whole cell's
+    volume) is the strain derivative of F, so ASE's cell filters relax the cell on the same
+    free energy whose gradient the forces are; a molecule has none.
 
     Raises ``InputError`` for elements other than H, C, N, O, atoms closer than 1e-10
     angstrom (or than an image), a bad cell, grid or temperature, or no atoms, and
     ``CalculationFailed`` when the model gives a non-finite energy or force.
     """
 
-    implemented_properties = ["energy", "free_energy", "forces", "charges", "dipole"]
+    implemented_properties = ["energy", "free_energy", "forces", "stress", "charges", "dipole"]
     nolabel = True
 
     default_parameters = {"kpts": None, "electronic_temperature": None}
@@ -79,6 +82,8 @@ class TBRelax(Calculator):
             "orbital_energies": result.orbital_energies,
             "charges": result.charges,
         }
+        if result.stress is not None:
+            self.results["stress"] = result.stress
         if result.dipole is not None:
             self.results["dipole"] = result.dipole / DEBYE_PER_E_ANGSTROM
 

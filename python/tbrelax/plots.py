@@ -21,7 +21,8 @@ from typing import NamedTuple, Sequence
 import numpy as np
 from numpy.typing import ArrayLike
 
-__all__ = ["ir_spectrum", "relaxation", "relaxation_from_trajectory", "read_trajectory", "broadened", "Relaxation"]
+__all__ = ["ir_spectrum", "relaxation", "relaxation_from_trajectory", "read_trajectory", "broadened", "Relaxation",
+           "stress_strain"]
 
 _FORMATS = {".png": "png", ".svg": "svg"}
 
@@ -189,3 +190,25 @@ def relaxation_from_trajectory(trajectory: str | os.PathLike, path: str | os.Pat
     r = read_trajectory(trajectory)
     return relaxation(r.energies, r.largest_forces, path, steps=r.steps, title=title, step_label=r.step_label)
 
+
+def stress_strain(strains: ArrayLike, stresses: ArrayLike, path: str | os.PathLike, *,
+                  unit: str = "GPa", title: str | None = None) -> Path:
+    """Draws a stress-strain curve (``tbcalc relax --cell --strain``): the stress (in ``unit``,
+    say N/m for a sheet's 2D stress) against the strain, its largest value marked as the
+    strength. Returns the path written."""
+    strain = np.asarray(strains, dtype=float)
+    stress = np.asarray(stresses, dtype=float)
+    if strain.shape != stress.shape or strain.ndim != 1 or strain.size == 0:
+        raise ValueError("strains and stresses must be two non-empty lists of the same length")
+    figure = _new_figure(3.6)
+    axes = figure.subplots()
+    axes.plot(strain, stress, marker="o", ms=3, color="tab:blue")
+    peak = int(np.argmax(stress))
+    axes.plot(strain[peak], stress[peak], marker="*", ms=12, color="tab:red",
+              label=f"strength {stress[peak]:.3g} {unit} at strain {strain[peak]:.3g}")
+    axes.set_xlabel("strain")
+    axes.set_ylabel(f"stress ({unit})")
+    axes.legend(loc="lower right")
+    if title:
+        axes.set_title(title)
+    return _save(figure, path)

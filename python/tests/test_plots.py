@@ -24,6 +24,8 @@ def test_ir_spectrum_and_relaxation_render(tmp_path, suffix):
     assert_picture(plots.ir_spectrum(v.frequencies, v.intensities, tmp_path / f"ir{suffix}", title="water"))
     energies = -8.75 + 0.2 * np.exp(-np.arange(12) / 3)
     assert_picture(plots.relaxation(energies, 2.0 * np.exp(-np.arange(12) / 2), tmp_path / f"relax{suffix}"))
+    strain = np.linspace(0, 0.2, 11)
+    assert_picture(plots.stress_strain(strain, 40 * np.sin(8 * strain), tmp_path / f"curve{suffix}", unit="N/m"))
 
 
 def test_broadened_band_meets_its_stick_and_bad_arguments_are_refused(tmp_path):

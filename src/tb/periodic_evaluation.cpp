@@ -216,6 +216,7 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
     std::vector<vec3> my_frep(c.at_count, vec3{0, 0, 0}), my_fel(c.at_count, vec3{0, 0, 0});
     std::vector<double> my_population(c.at_count, 0.0);
     double my_repulsion = 0;
+    std::array<vec3, 3> my_virial{};
 #pragma omp for schedule(dynamic, 64)
     for (std::size_t t = 0; t < terms.size(); ++t) {
       const lattice_term& term = terms[t];
@@ -247,7 +248,8 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
         for (int nu = 0; nu < nb; ++nu) overlap_population += P[mu][nu] * blocks[t].s[mu][nu];
       my_population[a] += overlap_population;
       my_population[b] += overlap_population;
-      if (a == b) continue;  // the block depends on T alone
+      // A self-image block depends on T alone: it exerts no force but strains with the cell.
+      if (a == b && !settings.stress) continue;
       const double slope = repulsive_pair_slope(ta, tb, R, par);
       pair_block dB[3];
       block_derivatives(ta, tb, ra, rb, par, table, dB);
@@ -256,9 +258,14 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
         double g = 0;
         for (int mu = 0; mu < na; ++mu)
           for (int nu = 0; nu < nb; ++nu) g += P[mu][nu] * dB[axis].h[mu][nu] - W[mu][nu] * dB[axis].s[mu][nu];
+        const double push = slope * d[axis] / R;
+        // Virial: a homogeneous strain eps moves the separation by eps d, so dF/deps_ij
+        // gathers dF/dd_i d_j over every term.
+        if (settings.stress)
+          for (int j = 0; j < 3; ++j) my_virial[axis][j] += (2 * g + push) * d[j];
+        if (a == b) continue;
         my_fel[b][axis] -= 2 * g;
         my_fel[a][axis] += 2 * g;
-        const double push = slope * d[axis] / R;
         my_frep[b][axis] -= push;
         my_frep[a][axis] += push;
       }
@@ -266,6 +273,8 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
 #pragma omp critical(periodic_sums)
     {
       repulsion += my_repulsion;
+      for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) out.strain_derivative[i][j] += my_virial[i][j];
       for (int a = 0; a < c.at_count; ++a) {
         population[a] += my_population[a];
         for (int axis = 0; axis < 3; ++axis) {

@@ -19,6 +19,7 @@ struct periodic_settings {
   periodic_cell cell;
   std::vector<kpoint> kpoints;          // weights summing to 1
   double electronic_temperature = 0;    // K
+  bool stress = true;                   // gather the strain derivative (self-image terms too)
 };
 
 struct periodic_evaluation {
@@ -40,6 +41,9 @@ struct periodic_evaluation {
   bool degenerate_edge = false;
   std::vector<std::vector<double>> eps;  // per k-point, ascending
   std::vector<double> charges;           // Mulliken, per atom (e)
+  // dF/deps_ij (eV) under a homogeneous strain of every position and every lattice vector,
+  // from the pair virial of the band and repulsive terms, self-images included.
+  std::array<std::array<double, 3>, 3> strain_derivative{};
   std::size_t lattice_terms = 0;
 };
 
