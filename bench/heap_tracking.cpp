@@ -108,3 +108,15 @@ void operator delete(void* p, std::align_val_t) noexcept { tbrelax::bench::relea
 void operator delete[](void* p, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p); }
 void operator delete(void* p, std::size_t, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p); }
 void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { tbrelax::bench::release_aligned(p); }
+// The non-throwing forms (std::stable_sort's temporary buffer uses them): by default they would
+// allocate elsewhere and be freed here.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return tbrelax::bench::allocate(size);
+  } catch (...) {
+    return nullptr;
+  }
+}
+void* operator new[](std::size_t size, const std::nothrow_t& t) noexcept { return operator new(size, t); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { tbrelax::bench::release(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { tbrelax::bench::release(p); }

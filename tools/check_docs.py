@@ -249,7 +249,10 @@ def run_console(block: Block, build: Path, place: Path) -> list[str]:
 def missing_modules(block: Block, build: Path) -> str:
     """The modules a pycon block imports that fail to import in this interpreter (ASE, or the
     module of a build made for another interpreter), tried in a child process."""
-    names = re.findall(r"^>>> (?:from|import) (\w+)", "\n".join(block.text), re.M)
+    text = "\n".join(block.text)
+    names = re.findall(r"^>>> from (\w+)", text, re.M)
+    for modules in re.findall(r"^>>> import ([\w., ]+)", text, re.M):  # import a, b as c
+        names += [m.split()[0].split(".")[0] for m in modules.split(",") if m.strip()]
     trial = "import sys\nfor n in sys.argv[1:]:\n    try: __import__(n)\n    except ImportError: print(n)"
     done = subprocess.run([sys.executable, "-c", trial, *names], env=environment(build), capture_output=True,
                           text=True, stdin=subprocess.DEVNULL, timeout=BLOCK_TIME_LIMIT)
