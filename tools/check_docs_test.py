@@ -11,7 +11,9 @@ class Comparison(unittest.TestCase):
         for shown, printed, equal in [
             ("E  -8.6857502275412486 eV", "E -8.6857502275411349 eV", True),    # last digits
             ("E -8.68575 eV", "E -8.68576 eV", False),                          # 1.2e-6 relative
-            ("force 0.0000000000", "force -0.0000000004", True),                # absolute 1e-9
+            ("force 0.0000000000", "force -0.0000000004", True),                # absolute 1e-6
+            ("force 6.860e-10 eV/Å", "force 2.055e-09 eV/Å", True),             # rounding at a minimum
+            ("force 0.000003", "force 0.000001", False),
             ("took 3.2 s, 12 ms", "took 9 s, 150 ms", True),                    # timings
             ("in 3 steps", "in 4 steps", False),                                # not a timing
             ("water, 3 atoms (H2O)", "water, 3 atoms (H2O2)", False),

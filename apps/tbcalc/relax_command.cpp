@@ -200,7 +200,7 @@ void human_report(std::ostream& out, const std::string& path, const common_var& 
     if (std::isnan(k.curvature))
       std::snprintf(curvature, sizeof curvature, "not estimated");
     else
-      std::snprintf(curvature, sizeof curvature, "%.6f eV/(Å² amu), %.1f cm^-1", k.curvature, k.wavenumber);
+      std::snprintf(curvature, sizeof curvature, "%.3f eV/(Å² amu), %.0f cm^-1", k.curvature, k.wavenumber);
     out << "  lowest curvature         " << curvature << '\n'
         << "  minimum check            " << (k.verified ? "verified" : "not verified") << ", "
         << plural(k.escapes, "escape") << " from a saddle point, " << plural(k.evaluations, "evaluation") << '\n';
