@@ -92,9 +92,14 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(DistributedRelax, AgreesWithOneProcess) {
   temp_dir dir;
   std::filesystem::copy_file(std::filesystem::path(TBRELAX_SOURCE_DIR) / "examples/ammonia/input.xyz", dir / "a.xyz");
-  const auto alone = testing::tbcalc({"relax", "--json", "-o", "alone.xyz", "a.xyz"}, dir.path());
+  // Plain L-BFGS without the minimum check: the check's finite-difference curvatures would
+  // magnify the two solvers' rounding into the end point.
+  const auto alone =
+      testing::tbcalc({"relax", "--json", "--method", "lbfgs", "--no-verify", "-o", "alone.xyz", "a.xyz"}, dir.path());
   const auto shared = testing::run_program(
-      TBRELAX_MPIEXEC, testing::mpiexec_args(2, {"relax", "--json", "--distributed", "--block", "2", "a.xyz"}),
+      TBRELAX_MPIEXEC,
+      testing::mpiexec_args(2, {"relax", "--json", "--method", "lbfgs", "--no-verify", "--distributed", "--block", "2",
+                                "a.xyz"}),
       dir.path(), "");
   ASSERT_EQ(shared.status, 0) << shared.err;
   EXPECT_EQ(json_numbers(shared.out, "steps"), json_numbers(alone.out, "steps"));
