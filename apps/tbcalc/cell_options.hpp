@@ -8,17 +8,21 @@
 
 namespace tbrelax::tbcalc {
 
+// --strain: a ramp of one normal strain component. (Outside cell_request: a nested struct with
+// member initialisers is not yet default-constructible where the enclosing class uses it.)
+struct strain_ramp_request {
+  int component = 0;  // 0, 1, 2: xx, yy, zz
+  double from = 0, to = 0;
+  int count = 0;      // points, from and to included
+};
+
 struct cell_request {
   bool enabled = false;                 // --cell
   std::optional<double> smax;           // --smax (GPa)
   std::optional<double> pressure;       // --pressure (GPa; 0 when not given)
   std::optional<std::vector<int>> mask; // --cell-mask: Voigt components 0..5 (xx yy zz yz xz xy)
   bool isotropic = false;               // --isotropic
-  struct ramp {
-    int component = 0;  // 0, 1, 2: xx, yy, zz
-    double from = 0, to = 0;
-    int count = 0;      // points, from and to included
-  };
+  using ramp = strain_ramp_request;
   std::optional<ramp> strain;           // --strain xx:FROM:TO:COUNT
 };
 
