@@ -116,6 +116,9 @@ TEST(TbcalcPeriodic, GridTooLargeForMemoryIsRefusedFirst) {
                                        testing::built_program("tbcalc").string(), "energy", "--kpoints", "100,100,100",
                                        "in.xyz"},
                                       dir.path(), "");
+  // A GPU build's libraries alone may not map into so small an address space.
+  if (r.status == 127 && r.err.find("error while loading shared libraries") != std::string::npos)
+    GTEST_SKIP() << "tbcalc's libraries do not load under the limit: " << r.err;
   EXPECT_EQ(r.status, 4) << r.err;
   EXPECT_NE(r.err.find("for a 100 x 100 x 100 k-point grid of 8 basis functions"), std::string::npos) << r.err;
 }
