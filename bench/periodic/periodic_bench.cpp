@@ -60,14 +60,14 @@ periodic_settings settings(const periodic_cell& cell, std::array<int, 3> grid, d
 
 void gamma_against_flake(model_session& s) {
   common_var sheet = graphene(14);
-  const bench::molecule_spec spec = bench::molecule_near("flake", sheet.wfunc_count);
+  const auto near = bench::molecule_near("flake", sheet.wfunc_count);  // a flake of about the same n
   common_var flake;
-  load_molecule(flake, spec.types, spec.positions);
+  load_molecule(flake, near.types, near.positions);
   const periodic_settings gamma = settings(graphene_cell(14), {1, 1, 1}, 0);
   const double periodic = seconds([&] { evaluate_periodic(sheet, s.par, gamma, *s.solver); }, 2);
   const double molecular = seconds([&] { force(flake, s.model); }, 2);
   std::printf("Gamma, graphene 14 x 14 (n = %d): %.3f s; flake %s (n = %d): %.3f s; ratio %.2f\n", sheet.wfunc_count,
-              periodic, spec.formula.c_str(), flake.wfunc_count, molecular, periodic / molecular);
+              periodic, near.formula.c_str(), flake.wfunc_count, molecular, periodic / molecular);
 }
 
 void threads_on_many_kpoints(model_session& s) {
