@@ -86,25 +86,6 @@ class periodic_objective final : public objective {
   std::vector<bool> fixed_;
 };
 
-class observer_bridge final : public step_listener {
- public:
-  observer_bridge(periodic_objective& f, const common_var& c, relaxation_observer& observer)
-      : f_(f), c_(c), observer_(observer) {}
-  void step_started(int step, const search_point& from) override {
-    f_.publish(from);
-    observer_.block_started(step, c_, from.energy);
-  }
-  void step_finished(int step, const search_point& from, const search_point& to) override {
-    f_.publish(to);
-    observer_.block_finished(step, c_, from.energy, to.energy);
-  }
-
- private:
-  periodic_objective& f_;
-  const common_var& c_;
-  relaxation_observer& observer_;
-};
-
 }  // namespace
 
 periodic_evaluation evaluate_periodic_finite(common_var& c, const param& par, const periodic_settings& s,

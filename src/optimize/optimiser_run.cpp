@@ -3,29 +3,6 @@
 #include <stdexcept>
 
 namespace tbrelax {
-namespace {
-
-// Hands each step to the relaxation observer with the point published in the molecular state.
-class observer_bridge final : public step_listener {
- public:
-  observer_bridge(molecule_objective& f, const common_var& c, relaxation_observer& observer)
-      : f_(f), c_(c), observer_(observer) {}
-  void step_started(int step, const search_point& from) override {
-    f_.publish(from);
-    observer_.block_started(step, c_, from.energy);
-  }
-  void step_finished(int step, const search_point& from, const search_point& to) override {
-    f_.publish(to);
-    observer_.block_finished(step, c_, from.energy, to.energy);
-  }
-
- private:
-  molecule_objective& f_;
-  const common_var& c_;
-  relaxation_observer& observer_;
-};
-
-}  // namespace
 
 optimiser_result run_optimiser(common_var& c, const energy_model& model, const optimiser_settings& s,
                                relaxation_observer& observer) {

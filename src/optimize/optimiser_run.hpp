@@ -13,6 +13,27 @@
 
 namespace tbrelax {
 
+// Hands each step of a minimisation to a relaxation observer, with the point published into the
+// state the observer reads (`Objective::publish`): shared by the molecular and periodic runs.
+template <class Objective>
+class observer_bridge final : public step_listener {
+ public:
+  observer_bridge(Objective& f, const common_var& c, relaxation_observer& observer) : f_(f), c_(c), observer_(observer) {}
+  void step_started(int step, const search_point& from) override {
+    f_.publish(from);
+    observer_.block_started(step, c_, from.energy);
+  }
+  void step_finished(int step, const search_point& from, const search_point& to) override {
+    f_.publish(to);
+    observer_.block_finished(step, c_, from.energy, to.energy);
+  }
+
+ private:
+  Objective& f_;
+  const common_var& c_;
+  relaxation_observer& observer_;
+};
+
 struct optimiser_settings {
   std::string method = "plbfgs";  // a name of step_strategy_names()
   stop_criteria stop;
