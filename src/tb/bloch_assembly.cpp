@@ -33,46 +33,31 @@ std::vector<pair_block> lattice_blocks(const common_var& c, const param& par, co
 }
 
 void bloch_matrices(const common_var& c, const param& par, const std::vector<lattice_term>& terms,
-                    const std::vector<pair_block>& blocks, const kpoint& k, bool embedded, matrix& S,
-                    matrix& H) {
+                    const std::vector<pair_block>& blocks, matrix& S, matrix& H) {
   const std::vector<int> offset = basis_offsets(c);
-  const int n = c.wfunc_count, size = embedded ? 2 * n : n;
-  if (S.rows() != size) S = matrix(size);
-  if (H.rows() != size) H = matrix(size);
+  const int n = c.wfunc_count;
+  if (S.rows() != n) S = matrix(n);
+  if (H.rows() != n) H = matrix(n);
   S.fill(0.0);
   H.fill(0.0);
-  // Adds z M to the complex element (i, j): the real part to both diagonal blocks of the
-  // embedding, the imaginary part to the lower left one and its negative to the upper right.
-  auto add = [&](matrix& M, int i, int j, double re, double im) {
-    M(i, j) += re;
-    if (!embedded) return;
-    M(i + n, j + n) += re;
-    M(i + n, j) += im;
-    M(i, j + n) -= im;
-  };
   for (int a = 0; a < c.at_count; ++a) {
     pair_block own{};
     own_block(c.at_type[a], par, own);
     for (int mu = 0; mu < basis_size_of(c.at_type[a]); ++mu) {
-      add(S, offset[a] + mu, offset[a] + mu, own.s[mu][mu], 0.0);
-      add(H, offset[a] + mu, offset[a] + mu, own.h[mu][mu], 0.0);
+      S(offset[a] + mu, offset[a] + mu) += own.s[mu][mu];
+      H(offset[a] + mu, offset[a] + mu) += own.h[mu][mu];
     }
   }
-  const phase_table phases(k, terms);
+  // Every phase is 1: block (a, b) and its transpose (b, a) take the term's block as it is.
   for (std::size_t t = 0; t < terms.size(); ++t) {
     const lattice_term& term = terms[t];
-    const std::complex<double> phase = embedded ? phases(term.n) : 1.0;
-    const double cs = phase.real(), sn = phase.imag();
     const int na = basis_size_of(c.at_type[term.a]), nb = basis_size_of(c.at_type[term.b]);
-    // Block (a, b) takes exp(i k.T) B, block (b, a) its Hermitian transpose.
     for (int mu = 0; mu < na; ++mu)
       for (int nu = 0; nu < nb; ++nu) {
         const int i = offset[term.a] + mu, j = offset[term.b] + nu;
         const double s = blocks[t].s[mu][nu], h = blocks[t].h[mu][nu];
-        add(S, i, j, cs * s, sn * s);
-        add(H, i, j, cs * h, sn * h);
-        add(S, j, i, cs * s, -sn * s);
-        add(H, j, i, cs * h, -sn * h);
+        S(i, j) += s, S(j, i) += s;
+        H(i, j) += h, H(j, i) += h;
       }
   }
 }

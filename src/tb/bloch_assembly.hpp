@@ -34,12 +34,10 @@ class phase_table {
 // The pair block of every term: atom a at r_a, the image of b at r_b + T.
 std::vector<pair_block> lattice_blocks(const common_var& c, const param& par, const std::vector<lattice_term>& terms);
 
-// S(k) and H(k) with both triangles filled. At k = 0 (`embedded` false) the n x n real
-// matrices. Otherwise the 2n x 2n real symmetric embedding [[Re, -Im], [Im, Re]] of the
-// Hermitian matrices, whose eigenpairs are those of the complex problem, each twice.
+// S and H at k = 0, both triangles filled: the real n x n matrices, every image's block added
+// with phase 1.
 void bloch_matrices(const common_var& c, const param& par, const std::vector<lattice_term>& terms,
-                    const std::vector<pair_block>& blocks, const kpoint& k, bool embedded, matrix& S,
-                    matrix& H);
+                    const std::vector<pair_block>& blocks, matrix& S, matrix& H);
 
 // The Hermitian S(k) and H(k), n x n, real and imaginary parts apart.
 void bloch_matrices(const common_var& c, const param& par, const std::vector<lattice_term>& terms,

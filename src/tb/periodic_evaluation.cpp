@@ -12,21 +12,13 @@
 #include "state/errors.hpp"
 #include "tb/bloch_assembly.hpp"
 #include "tb/fermi_dirac.hpp"
+#include "tb/lattice_pair_sums.hpp"
 #include "tb/lattice_terms.hpp"
 #include "tb/occupy.hpp"
-#include "tb/repulsion.hpp"
 #include "tb/working_storage.hpp"
 
 namespace tbrelax {
 namespace {
-
-using vec3 = std::array<double, 3>;
-
-// The density matrices of one k-point: P(k) = sum_n f_n c_n c_n^H and W(k) likewise weighted
-// by eps_n, real and imaginary parts (the imaginary ones empty at k = 0).
-struct kpoint_densities {
-  matrix P_re, P_im, W_re, W_im;
-};
 
 bool at_gamma(const kpoint& k) { return k.k[0] == 0 && k.k[1] == 0 && k.k[2] == 0; }
 
@@ -44,7 +36,7 @@ void solve_kpoint(const common_var& c, const param& par, const std::vector<latti
                   std::vector<double>& bands, complex_matrix& C) {
   if (at_gamma(k)) {
     matrix S, H;
-    bloch_matrices(c, par, terms, blocks, k, false, S, H);
+    bloch_matrices(c, par, terms, blocks, S, H);
     std::vector<negative_overlap> negatives;
     orthogonalisation_workspace workspace;
     enonort(bands, H, S, C.re, negatives, nullptr, &workspace);
@@ -82,25 +74,6 @@ void form_kpoint_densities(const std::vector<double>& bands, complex_matrix& C, 
   hermitian_densities(r, occupied, P, W);
   out.P_re = std::move(P.re), out.P_im = std::move(P.im);
   out.W_re = std::move(W.re), out.W_im = std::move(W.im);
-}
-
-// Central-difference derivative of a term's pair block with respect to the image position of b.
-void block_derivatives(int ta, int tb, const vec3& ra, const vec3& rb, const param& par, const overlap_table& table,
-                       pair_block d[3]) {
-  for (int axis = 0; axis < 3; ++axis) {
-    vec3 plus = rb, minus = rb;
-    plus[axis] += pair_block_step;
-    minus[axis] -= pair_block_step;
-    pair_block up{}, down{};
-    pair_elements(ta, tb, ra, plus, par, table, up);
-    pair_elements(ta, tb, ra, minus, par, table, down);
-    const double width = plus[axis] - minus[axis];
-    for (int mu = 0; mu < 4; ++mu)
-      for (int nu = 0; nu < 4; ++nu) {
-        d[axis].s[mu][nu] = (up.s[mu][nu] - down.s[mu][nu]) / width;
-        d[axis].h[mu][nu] = (up.h[mu][nu] - down.h[mu][nu]) / width;
-      }
-  }
 }
 
 // The band gap over the k-points for an even electron count: the lowest level of band N/2
@@ -149,7 +122,7 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
     // Gamma at T = 0: the molecule's own route and filling.
     if (n > 0) check_memory(evaluation_storage_bytes(n), storage_purpose(c, false));
     matrix S, H;
-    bloch_matrices(c, par, terms, blocks, kpoints[0], false, S, H);
+    bloch_matrices(c, par, terms, blocks, S, H);
     electronic_result electrons;
     solver.solve(H, S, c.el_count, electrons);
     refuse_negative_overlap(electrons.negative_overlaps, kpoints[0]);
@@ -205,85 +178,10 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
   out.band_gap = band_gap(out.eps, c.el_count);
 
   // Repulsion: each a < b term once, each a == b term standing for T and -T with weight 1/2.
-  std::vector<vec3> frep(c.at_count, vec3{0, 0, 0}), fel(c.at_count, vec3{0, 0, 0});
-  std::vector<double> population(c.at_count, 0.0);
-  double repulsion = 0;
-  const overlap_table table(par);
-  std::vector<phase_table> phases;
-  for (const kpoint& k : kpoints) phases.emplace_back(k, terms);
-#pragma omp parallel
-  {
-    std::vector<vec3> my_frep(c.at_count, vec3{0, 0, 0}), my_fel(c.at_count, vec3{0, 0, 0});
-    std::vector<double> my_population(c.at_count, 0.0);
-    double my_repulsion = 0;
-    std::array<vec3, 3> my_virial{};
-#pragma omp for schedule(dynamic, 64)
-    for (std::size_t t = 0; t < terms.size(); ++t) {
-      const lattice_term& term = terms[t];
-      const int a = term.a, b = term.b, ta = c.at_type[a], tb = c.at_type[b];
-      const vec3 ra{c.x[a], c.y[a], c.z[a]};
-      const vec3 rb{c.x[b] + term.T[0], c.y[b] + term.T[1], c.z[b] + term.T[2]};
-      const vec3 d{rb[0] - ra[0], rb[1] - ra[1], rb[2] - ra[2]};
-      const double R = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
-      my_repulsion += repulsive_pair_energy(ta, tb, R, par);
-      // P(T) and W(T) of the term's block: sum_k w_k Re(exp(-i k.T) P(k)).
-      const int na = basis_size_of(ta), nb = basis_size_of(tb);
-      double P[4][4] = {}, W[4][4] = {};
-      for (std::size_t k = 0; k < nk; ++k) {
-        const kpoint_densities& D = densities[k];
-        const std::complex<double> phase = weights[k] * phases[k](term.n);
-        const double cs = phase.real(), sn = phase.imag();
-        const bool complex = D.P_im.rows() > 0;
-        for (int nu = 0; nu < nb; ++nu)
-          for (int mu = 0; mu < na; ++mu) {
-            const int i = offset[a] + mu, j = offset[b] + nu;
-            P[mu][nu] += cs * D.P_re(i, j) + (complex ? sn * D.P_im(i, j) : 0.0);
-            W[mu][nu] += cs * D.W_re(i, j) + (complex ? sn * D.W_im(i, j) : 0.0);
-          }
-      }
-      // Mulliken: the block's overlap population goes to a's functions and, through the mirror
-      // term (b, a, -T), as much to b's.
-      double overlap_population = 0;
-      for (int mu = 0; mu < na; ++mu)
-        for (int nu = 0; nu < nb; ++nu) overlap_population += P[mu][nu] * blocks[t].s[mu][nu];
-      my_population[a] += overlap_population;
-      my_population[b] += overlap_population;
-      // A self-image block depends on T alone: it exerts no force but strains with the cell.
-      if (a == b && !settings.stress) continue;
-      const double slope = repulsive_pair_slope(ta, tb, R, par);
-      pair_block dB[3];
-      block_derivatives(ta, tb, ra, rb, par, table, dB);
-      for (int axis = 0; axis < 3; ++axis) {
-        // The term and its mirror contribute alike: twice sum P dH - W dS with respect to r_b.
-        double g = 0;
-        for (int mu = 0; mu < na; ++mu)
-          for (int nu = 0; nu < nb; ++nu) g += P[mu][nu] * dB[axis].h[mu][nu] - W[mu][nu] * dB[axis].s[mu][nu];
-        const double push = slope * d[axis] / R;
-        // Virial: a homogeneous strain eps moves the separation by eps d, so dF/deps_ij
-        // gathers dF/dd_i d_j over every term.
-        if (settings.stress)
-          for (int j = 0; j < 3; ++j) my_virial[axis][j] += (2 * g + push) * d[j];
-        if (a == b) continue;
-        my_fel[b][axis] -= 2 * g;
-        my_fel[a][axis] += 2 * g;
-        my_frep[b][axis] -= push;
-        my_frep[a][axis] += push;
-      }
-    }
-#pragma omp critical(periodic_sums)
-    {
-      repulsion += my_repulsion;
-      for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) out.strain_derivative[i][j] += my_virial[i][j];
-      for (int a = 0; a < c.at_count; ++a) {
-        population[a] += my_population[a];
-        for (int axis = 0; axis < 3; ++axis) {
-          fel[a][axis] += my_fel[a][axis];
-          frep[a][axis] += my_frep[a][axis];
-        }
-      }
-    }
-  }
+  const lattice_pair_sums sums = sum_lattice_pairs(c, par, terms, blocks, kpoints, densities, settings.stress);
+  out.strain_derivative = sums.strain_derivative;
+  const double repulsion = sums.repulsion;
+  std::vector<double> population = sums.overlap_population;
   // On-site populations: S(0) is the unit matrix on an atom's own block.
   for (int a = 0; a < c.at_count; ++a) {
     for (int mu = offset[a]; mu < offset[a + 1]; ++mu)
@@ -306,6 +204,8 @@ periodic_evaluation evaluate_periodic(common_var& c, const param& par, const per
   out.free_energy = out.energy - T_el * out.entropy;
   out.energy_zero = 0.5 * (out.energy + out.free_energy);
 
+  const auto& fel = sums.electronic_force;
+  const auto& frep = sums.repulsive_force;
   for (int a = 0; a < c.at_count; ++a) {
     c.felx[a] = fel[a][0], c.fely[a] = fel[a][1], c.felz[a] = fel[a][2];
     c.frepx[a] = frep[a][0], c.frepy[a] = frep[a][1], c.frepz[a] = frep[a][2];

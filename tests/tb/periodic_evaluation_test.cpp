@@ -3,6 +3,10 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
 #include "state/errors.hpp"
 #include "support/molecules.hpp"
 #include "tb/force.hpp"
@@ -134,6 +138,32 @@ TEST(PeriodicEvaluation, InvariantUnderTranslationAndChoiceOfCell) {
     for (int a = 0; a < 2; ++a) EXPECT_NEAR(s->fx[a], c.fx[a], 1e-7);
   }
 }
+
+#ifdef _OPENMP
+// The sums over k-points and lattice terms are added in a fixed order: one thread or several
+// give the same bits, energy, forces and stress alike.
+TEST(PeriodicEvaluation, ResultsDoNotDependOnTheNumberOfThreads) {
+  test_model m;
+  const int threads = omp_get_max_threads();
+  for (const force_case& fc : force_cases()) {
+    periodic_settings s = settings(fc.cell, fc.grid, 300);
+    s.stress = true;
+    std::vector<common_var> runs;
+    std::vector<periodic_evaluation> results;
+    for (int t : {1, 3}) {
+      omp_set_num_threads(t);
+      runs.push_back(molecule(fc.atoms));
+      results.push_back(evaluate_periodic(runs.back(), m.par, s, *m.solver));
+    }
+    omp_set_num_threads(threads);
+    EXPECT_EQ(results[0].free_energy, results[1].free_energy) << fc.name;
+    EXPECT_EQ(results[0].strain_derivative, results[1].strain_derivative) << fc.name;
+    EXPECT_EQ(results[0].charges, results[1].charges) << fc.name;
+    EXPECT_EQ(runs[0].fx, runs[1].fx) << fc.name;
+    EXPECT_EQ(runs[0].fz, runs[1].fz) << fc.name;
+  }
+}
+#endif
 
 TEST(PeriodicEvaluation, RefusesCoincidentImagesAndTooSmallCells) {
   test_model m;
