@@ -4,23 +4,10 @@
 
 #include "hessian/thermochemistry.hpp"
 #include "hessian/vibrations.hpp"
-#include "linalg/eigensolver.hpp"
 #include "state/errors.hpp"
 
 namespace tbrelax {
 namespace {
-
-using columns = std::vector<std::vector<double>>;
-
-// Eigenvalues (ascending) and eigenvectors (columns, in place) of the symmetric k x k matrix a.
-void diagonalise(int k, std::vector<double>& a, std::vector<double>& values) {
-  values.assign(k, 0.0);
-  if (k == 0) return;
-  std::vector<double> scratch(k);
-  int ierr = 0;
-  eisrs1(k, k, values.data(), a.data(), ierr, scratch.data());
-  if (ierr != 0) throw numerical_error("the phonon eigenproblem did not converge");
-}
 
 std::vector<double> forces_of(common_var& c, const param& par, const periodic_settings& s, electronic_solver& solver) {
   evaluate_periodic(c, par, s, solver);
@@ -62,55 +49,17 @@ gamma_phonons phonons_at_gamma(common_var& c, const param& par, const periodic_s
     }
   for (int i = 0; i < n; ++i) H[i + std::size_t(i) * n] /= c.amass[i];
 
-  // The three translations in mass-weighted coordinates (sqrt(m) along an axis, normalised),
-  // and a basis of their complement: the eigenvectors of the projector 1 - T T^T of eigenvalue 1.
-  columns T(3, std::vector<double>(n, 0.0));
+  // The three translations in mass-weighted coordinates: sqrt(m) along an axis, normalised.
+  std::vector<std::vector<double>> T(3, std::vector<double>(n, 0.0));
   double mass = 0;
   for (int a = 0; a < c.at_count; ++a) mass += c.amass[3 * a];
   for (int axis = 0; axis < 3; ++axis)
     for (int a = 0; a < c.at_count; ++a) T[axis][3 * a + axis] = std::sqrt(c.amass[3 * a + axis] / mass);
-  for (int axis = 0; axis < 3; ++axis) {
-    double curvature = 0;
-    for (int i = 0; i < n; ++i)
-      for (int j = 0; j < n; ++j) curvature += T[axis][i] * H[i + std::size_t(j) * n] * T[axis][j];
-    out.translations[axis] = wavenumber(curvature);
-  }
-  std::vector<double> P(std::size_t(n) * n, 0.0), values;
-  for (int i = 0; i < n; ++i) P[i + std::size_t(i) * n] = 1;
-  for (const auto& t : T)
-    for (int j = 0; j < n; ++j)
-      for (int i = 0; i < n; ++i) P[i + std::size_t(j) * n] -= t[i] * t[j];
-  diagonalise(n, P, values);
-  const int m = n - 3;
-  // Q^T H Q over the complement (columns 3 .. n-1 of P).
-  const auto Q = [&](int i, int j) { return P[i + std::size_t(j + 3) * n]; };
-  std::vector<double> HQ(std::size_t(n) * m, 0.0), R(std::size_t(m) * m, 0.0);
-  for (int j = 0; j < m; ++j)
-    for (int l = 0; l < n; ++l) {
-      const double b = Q(l, j);
-      for (int i = 0; i < n; ++i) HQ[i + std::size_t(j) * n] += H[i + std::size_t(l) * n] * b;
-    }
-  for (int j = 0; j < m; ++j)
-    for (int i = 0; i <= j; ++i) {
-      double sum = 0;
-      for (int l = 0; l < n; ++l) sum += Q(l, i) * HQ[l + std::size_t(j) * n];
-      R[i + std::size_t(j) * m] = R[j + std::size_t(i) * m] = sum;
-    }
-  diagonalise(m, R, values);
-  for (int j = 0; j < m; ++j) {
-    const double nu = wavenumber(values[j]);
-    out.frequencies.push_back(nu);
-    if (nu > 0) out.zero_point_energy += 0.5 * planck_times_light_speed * nu;
-    std::vector<double> d(n, 0.0);
-    double norm = 0;
-    for (int i = 0; i < n; ++i) {
-      for (int l = 0; l < m; ++l) d[i] += Q(i, l) * R[l + std::size_t(j) * m];
-      d[i] /= std::sqrt(c.amass[i]);
-      norm += d[i] * d[i];
-    }
-    for (double& v : d) v /= std::sqrt(norm);
-    out.modes.push_back(std::move(d));
-  }
+  normal_modes split = modes_beside(H, T, c.amass);
+  for (int axis = 0; axis < 3; ++axis) out.translations[axis] = wavenumber(split.rigid_block[axis * 4]);
+  out.frequencies = std::move(split.frequencies);
+  out.modes = std::move(split.modes);
+  out.zero_point_energy = split.zero_point_energy;
   return out;
 }
 

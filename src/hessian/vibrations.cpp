@@ -80,6 +80,27 @@ double wavenumber(double curvature) {
   return std::copysign(std::sqrt(std::abs(curvature)) * unit, curvature);
 }
 
+normal_modes modes_beside(const std::vector<double>& weighted, const columns& rigid,
+                          const std::vector<double>& amass) {
+  const int n = static_cast<int>(amass.size());
+  normal_modes out;
+  out.rigid_block = project(weighted, rigid);
+  const columns V = complement(rigid, n);
+  const int k = static_cast<int>(V.size());
+  std::vector<double> block = project(weighted, V), values;
+  diagonalise(k, block, values);
+  for (int m = 0; m < k; ++m) {
+    const double nu = wavenumber(values[m]);
+    out.frequencies.push_back(nu);
+    if (nu > 0) out.zero_point_energy += 0.5 * planck_times_light_speed * nu;
+    std::vector<double> mode(n, 0.0);
+    for (int j = 0; j < k; ++j)
+      for (int i = 0; i < n; ++i) mode[i] += V[j][i] * block[j + m * k];
+    out.modes.push_back(cartesian_mode(mode, amass));
+  }
+  return out;
+}
+
 vibrational_analysis analyse_vibrations(const common_var& c) {
   const int n = c.nat3;
   for (double h : c.hess)
@@ -89,27 +110,15 @@ vibrational_analysis analyse_vibrations(const common_var& c) {
     for (int i = 0; i < n; ++i) weighted[i + j * n] = c.hess[i + j * n] / std::sqrt(c.amass[i] * c.amass[j]);
 
   const rigid_basis rigid = rigid_modes(c);
+  normal_modes split = modes_beside(weighted, rigid.vectors, c.amass);
   vibrational_analysis result;
   result.linear = rigid.linear;
-
   std::vector<double> values;
-  std::vector<double> block = project(weighted, rigid.vectors);
-  diagonalise(static_cast<int>(rigid.vectors.size()), block, values);
+  diagonalise(static_cast<int>(rigid.vectors.size()), split.rigid_block, values);
   for (double v : values) result.rigid_frequencies.push_back(wavenumber(v));
-
-  const columns V = complement(rigid.vectors, n);
-  const int k = static_cast<int>(V.size());
-  block = project(weighted, V);
-  diagonalise(k, block, values);
-  for (int m = 0; m < k; ++m) {
-    const double nu = wavenumber(values[m]);
-    result.frequencies.push_back(nu);
-    if (nu > 0) result.zero_point_energy += 0.5 * planck_times_light_speed * nu;
-    std::vector<double> mode(n, 0.0);
-    for (int j = 0; j < k; ++j)
-      for (int i = 0; i < n; ++i) mode[i] += V[j][i] * block[j + m * k];
-    result.modes.push_back(cartesian_mode(mode, c.amass));
-  }
+  result.frequencies = std::move(split.frequencies);
+  result.modes = std::move(split.modes);
+  result.zero_point_energy = split.zero_point_energy;
   return result;
 }
 

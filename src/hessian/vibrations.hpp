@@ -31,6 +31,23 @@ struct vibrational_analysis {
   std::vector<double> intensities;
 };
 
+// The normal modes of a mass-weighted Hessian beside a set of rigid motions.
+struct normal_modes {
+  // U^T H U over the rigid motions U (k x k, column-major): their curvatures and couplings.
+  std::vector<double> rigid_block;
+  std::vector<double> frequencies;         // the complement's modes, ascending (cm^-1)
+  std::vector<std::vector<double>> modes;  // Cartesian, unit length, largest component positive
+  double zero_point_energy = 0;            // sum over the real modes of h c nu / 2 (eV)
+};
+
+// Splits the symmetric mass-weighted Hessian `weighted` (n x n, column-major) exactly into the
+// span of the orthonormal mass-weighted motions `rigid` and its orthogonal complement, and
+// diagonalises the complement's block with the symmetric eigensolver. `amass` (n entries)
+// turns the modes back into Cartesian displacements. Throws numerical_error when the
+// eigensolver does not converge.
+normal_modes modes_beside(const std::vector<double>& weighted, const std::vector<std::vector<double>>& rigid,
+                          const std::vector<double>& amass);
+
 // From c.hess (as hess_cre leaves it), the positions and amass. The mass-weighted Hessian is
 // split exactly into the translation-rotation space and its orthogonal complement; each block
 // is diagonalised with the symmetric eigensolver. Throws numerical_error when the Hessian is not
