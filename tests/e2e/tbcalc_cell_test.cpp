@@ -1,6 +1,9 @@
 // tbcalc relax --cell and the stress in tbcalc energy's report.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <sstream>
+
 #include "tbcalc_test_support.hpp"
 
 namespace tbrelax {
@@ -54,6 +57,28 @@ TEST(TbcalcCell, StrainRampHoldsItsAxisAndRelaxesTheOthers) {
   for (int point : {0, 9}) EXPECT_LT(std::abs(ramp[point + 4]), 0.005 / 160.21766208);  // yy
   const std::string relaxed = read_text(dir / "g.relaxed.xyz");
   EXPECT_NEAR(std::stod(relaxed.substr(relaxed.find("Lattice=\"") + 9)), 2.55 * 1.03, 1e-12);
+}
+
+TEST(TbcalcCell, CollapsingCellStopsAndKeepsItsLastStructure) {
+  // Diamond under 100 TPa: the cell shrinks without bound, so the run stops once the volume is a
+  // tenth of the start, and the last structure before that is in the output.
+  temp_dir dir;
+  write_text(dir / "d.xyz",
+             "2\nLattice=\"0 1.7835 1.7835 1.7835 0 1.7835 1.7835 1.7835 0\" pbc=\"T T T\"\n"
+             "C 0 0 0\nC 0.89175 0.89175 0.89175\n");
+  const auto r = tbcalc({"relax", "--cell", "--kpoints", "1,1,1", "--pressure", "1e5", "d.xyz"}, dir.path());
+  EXPECT_EQ(r.status, 3);
+  EXPECT_EQ(r.err.substr(r.err.rfind("tbcalc: ")), "tbcalc: d.xyz: error: the cell shrank below a tenth of its starting volume; the last structure "
+                   "before is in d.relaxed.xyz\n");
+  const std::string last = read_text(dir / "d.relaxed.xyz");
+  std::istringstream lattice(last.substr(last.find("Lattice=\"") + 9));
+  double v[9];
+  for (double& x : v) lattice >> x;
+  const double volume = std::abs(v[0] * (v[4] * v[8] - v[5] * v[7]) - v[1] * (v[3] * v[8] - v[5] * v[6]) +
+                                 v[2] * (v[3] * v[7] - v[4] * v[6]));
+  const double start = 2 * std::pow(1.7835, 3);
+  EXPECT_GE(volume, 0.1 * start);
+  EXPECT_LT(volume, 0.5 * start);
 }
 
 TEST(TbcalcCell, FaultyCellOptionsEndWithTheUsageStatus) {
